@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs what is needed, then builds and runs every test: a warnings-as-errors build with the
+# whole suite (end-to-end tests included), an AddressSanitizer + UndefinedBehaviorSanitizer build,
+# a ThreadSanitizer build of the threaded tests, and the clang-format check.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+jobs=$(nproc)
+start=$(date +%s)
+
+bash scripts/install-deps.sh
+
+echo "== clang-format"
+git ls-files -- '*.cpp' '*.h' '*.c' '*.mm' | xargs clang-format --dry-run --Werror
+
+configure() {  # dir, extra cmake args...
+    local dir=$1
+    shift
+    cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMAVO_WERROR=ON "$@" >/dev/null
+}
+
+echo "== build (warnings as errors)"
+configure build/release
+cmake --build build/release -j "$jobs"
+echo "== tests"
+(cd build/release && ctest --output-on-failure -j "$jobs" -LE e2e)
+if ctest --test-dir build/release -N -L e2e | grep -q "Total Tests: [1-9]"; then
+    echo "== end-to-end tests"
+    (cd build/release && ctest --output-on-failure -L e2e)
+fi
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
+configure build/asan -DMAVO_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
+cmake --build build/asan -j "$jobs"
+(cd build/asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+    ctest --output-on-failure -j "$jobs" -LE e2e)
+
+echo "== ThreadSanitizer"
+configure build/tsan -DMAVO_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug
+cmake --build build/tsan -j "$jobs" --target mavo_thread_tests
+(cd build/tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j "$jobs" -L threads)
+
+echo "== all tests passed in $(( $(date +%s) - start )) s"

@@ -1,0 +1,45 @@
+#include "engine/DragMonitor.h"
+
+namespace mavo {
+
+DragMonitor& DragMonitor::shared() {
+    static DragMonitor monitor;
+    return monitor;
+}
+
+void DragMonitor::start(InputSource& source) {
+    source_ = &source;
+    // The monitor lives for the process, so the handlers may refer to it directly.
+    source.start({[this] { press(); }, [this] { release(); }, [this] { press(); }});
+}
+
+bool DragMonitor::isMouseDown() const {
+    std::lock_guard<std::mutex> guard(lock_);
+    return _mouseDown;
+}
+
+bool DragMonitor::recentlyDragged(double within) const {
+    double now = clock_.uptime();
+    std::lock_guard<std::mutex> guard(lock_);
+    return now - _lastDragAt <= within;
+}
+
+bool DragMonitor::recentlyKeyed(double within) const {
+    if (!source_) return false;
+    auto since = source_->secondsSinceLastKeyPress();
+    return since && *since <= within;
+}
+
+void DragMonitor::press() {
+    double now = clock_.uptime();
+    std::lock_guard<std::mutex> guard(lock_);
+    _mouseDown = true;
+    _lastDragAt = now;
+}
+
+void DragMonitor::release() {
+    std::lock_guard<std::mutex> guard(lock_);
+    _mouseDown = false;
+}
+
+}  // namespace mavo

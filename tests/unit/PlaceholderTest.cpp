@@ -1,0 +1,5 @@
+#include <gtest/gtest.h>
+#include "windowaccess/AX.h"
+TEST(Build, Links) {
+    SUCCEED();
+}
