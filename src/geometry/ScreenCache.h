@@ -47,11 +47,18 @@ class ScreenCache {
     double axisY() const;
 
   private:
-    std::pair<std::vector<Display>, double> snapshot() const;
-    std::optional<Display> owningDisplay(const Rect& axFrame) const;
+    // The owning display together with the axis of the same snapshot.
+    struct Owner {
+        Display display;
+        double axisY;
+    };
 
+    // Copies the list and its axis together, so readers never mix two snapshots.
+    std::pair<std::vector<Display>, double> snapshot() const;
+    std::optional<Owner> owningDisplay(const Rect& axFrame) const;
+
+    mutable std::mutex lock_;  // guards the three fields below, held only to copy or swap
     DisplaySource* source_;
-    mutable std::mutex lock_;
     std::vector<Display> displays_;
     double axisY_ = 0;
 };
