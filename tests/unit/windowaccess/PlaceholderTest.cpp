@@ -1,5 +1,0 @@
-#include <gtest/gtest.h>
-#include "windowaccess/AX.h"
-TEST(Build, Links) {
-    SUCCEED();
-}
