@@ -1,11 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 
 #include "common/SerialQueue.h"
 #include "geometry/Rect.h"
@@ -16,6 +15,9 @@ namespace mavo {
 
 // Remembered window placements, keyed by "<display signature>|<bundle id>|<title>", loaded once
 // from "placements.json" and written back at most once per two seconds of changes.
+//
+// Every operation hops synchronously onto the store's own serial queue; never call the store
+// from a block running on that queue.
 class PlacementStore {
   public:
     static constexpr size_t maxRecords = 512;
@@ -25,7 +27,10 @@ class PlacementStore {
     // `folder` holds placements.json; it is created when needed.
     explicit PlacementStore(std::filesystem::path folder);
     ~PlacementStore();
+    PlacementStore(const PlacementStore&) = delete;
+    PlacementStore& operator=(const PlacementStore&) = delete;
 
+    // The process-wide store in defaultFolder(), created on first use and never destroyed.
     static PlacementStore& shared();
     // "Mavo" under $XDG_DATA_HOME, or ~/.local/share when that is unset.
     static std::filesystem::path defaultFolder();
@@ -41,16 +46,20 @@ class PlacementStore {
     static std::optional<RelFrame> relative(const Rect& frame, const Rect& visible);
     static Rect absolute(const RelFrame& rel, const Rect& visible);
 
+    const std::filesystem::path& folder() const { return folder_; }
     std::filesystem::path filePath() const;
     size_t count();
+    // How many times placements.json has been replaced by this store.
+    size_t writeCount();
 
   private:
     struct State;
-    void scheduleFlushLocked();
-    void writeLocked();
+    static void scheduleFlushLocked(const std::shared_ptr<State>& state, SerialQueue& q);
+    static void writeLocked(State& state);
 
     std::filesystem::path folder_;
     std::shared_ptr<State> state_;  // touched only on q_
+    // Declared last so that it stops (dropping any delayed write) before the state goes away.
     std::unique_ptr<SerialQueue> q_;
 };
 
