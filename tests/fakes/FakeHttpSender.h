@@ -1,0 +1,113 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "analytics/Analytics.h"
+#include "analytics/HttpSender.h"
+#include "analytics/SystemPropsSource.h"
+#include "common/SerialQueue.h"
+
+namespace mavo::test {
+
+// Records every post instead of sending it; safe to use from several threads.
+class FakeHttpSender final : public HttpSender {
+  public:
+    struct Post {
+        std::string url;
+        std::vector<HttpHeader> headers;
+        std::string body;
+        double timeout = 0;
+
+        std::string header(const std::string& name) const {
+            for (const auto& h : headers)
+                if (h.name == name) return h.value;
+            return {};
+        }
+    };
+
+    void post(const std::string& url, const std::vector<HttpHeader>& headers, std::string body,
+              double timeoutSeconds) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        posts_.push_back({url, headers, std::move(body), timeoutSeconds});
+    }
+
+    bool waitForInFlight(double seconds) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        waits_.push_back(seconds);
+        return true;
+    }
+
+    std::vector<Post> posts() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return posts_;
+    }
+    std::vector<double> waits() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return waits_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::vector<Post> posts_;
+    std::vector<double> waits_;
+};
+
+// System properties the test sets; counts how often they are read.
+class FakeSystemProps final : public SystemPropsSource {
+  public:
+    SystemProps read() const override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        ++reads_;
+        return props_;
+    }
+    void set(SystemProps props) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        props_ = std::move(props);
+    }
+    int reads() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return reads_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    SystemProps props_;
+    mutable int reads_ = 0;
+};
+
+// Keeps the repeating timers the client schedules so that the test fires them by hand.
+class FakeRepeatingScheduler {
+  public:
+    struct Timer {
+        double interval;
+        std::function<void()> block;
+        std::shared_ptr<RepeatingTimer> handle;
+    };
+
+    Analytics::ScheduleRepeating function() {
+        return [this](double interval, std::function<void()> block) {
+            auto handle = std::make_shared<RepeatingTimer>();
+            timers.push_back({interval, std::move(block), handle});
+            return handle;
+        };
+    }
+
+    // Runs every timer that has not been cancelled; returns how many ran.
+    int fireAll() {
+        int fired = 0;
+        for (auto& t : timers) {
+            if (t.handle->isCancelled()) continue;
+            t.block();
+            ++fired;
+        }
+        return fired;
+    }
+
+    std::vector<Timer> timers;
+};
+
+}  // namespace mavo::test
