@@ -8,7 +8,7 @@ DragMonitor& DragMonitor::shared() {
 }
 
 void DragMonitor::start(InputSource& source) {
-    source_ = &source;
+    source_.store(&source);
     // The monitor lives for the process, so the handlers may refer to it directly.
     source.start({[this] { press(); }, [this] { release(); }, [this] { press(); }});
 }
@@ -25,8 +25,9 @@ bool DragMonitor::recentlyDragged(double within) const {
 }
 
 bool DragMonitor::recentlyKeyed(double within) const {
-    if (!source_) return false;
-    auto since = source_->secondsSinceLastKeyPress();
+    InputSource* source = source_.load();
+    if (!source) return false;
+    auto since = source->secondsSinceLastKeyPress();
     return since && *since <= within;
 }
 

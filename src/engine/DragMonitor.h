@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 
 #include "common/Clock.h"
@@ -27,7 +28,7 @@ class DragMonitor {
 
   private:
     const Clock& clock_;
-    InputSource* source_ = nullptr;
+    std::atomic<InputSource*> source_{nullptr};  // set on the main thread, read on the engine queue
     mutable std::mutex lock_;
     bool _mouseDown = false;
     double _lastDragAt = 0;

@@ -4,13 +4,20 @@
 // engine's owner may add private members and helpers, but these operations keep their names.
 
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "analytics/EventTracker.h"
 #include "common/Clock.h"
+#include "common/SerialQueue.h"
 #include "common/UserDefaults.h"
 #include "engine/DragMonitor.h"
+#include "engine/EngineTypes.h"
 #include "geometry/ScreenCache.h"
 #include "placements/PlacementStore.h"
 #include "windowaccess/AX.h"
@@ -33,8 +40,14 @@ struct EngineEnvironment {
     std::string selfBundleID;
 };
 
+// Keeps ordinary windows maximized to their display's visible frame, except those the user
+// arranged by hand. Ticks and bulk actions run on its own serial queue; the menu's settings are
+// mirrored in lock-guarded members.
 class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
-public:
+  public:
+    static constexpr const char* queueLabel = "com.quastorn.mavo.engine";
+    static constexpr EngineTunables tunables{};
+
     // Blocks handed to the engine queue hold the engine weakly, so it lives in a shared_ptr.
     static std::shared_ptr<MaximizeEngine> create(EngineEnvironment env);
     ~MaximizeEngine();
@@ -72,10 +85,80 @@ public:
     // Waits until every block queued on the engine queue so far has run.
     void drain();
 
-private:
+    // Inspection for tests and diagnostics; each hops onto the engine queue and waits.
+    std::optional<ManagedState> windowState(const WindowHandle& window);
+    size_t trackedWindowCount();
+    std::set<std::string> cellSnapAppsSnapshot();
+    std::optional<Rect> bestFitFor(const std::string& bid, const Rect& target);
+    bool maximizeExistingOnStartup();
+    // Ticks run so far (timer and forced), for checking the timer's cadence.
+    int tickCount() const;
+    // The key a window's placement is stored under with the current displays.
+    std::optional<std::string> placementKey(const std::string& bid, int windowCount,
+                                            const std::string& title) const;
+
+  private:
     explicit MaximizeEngine(EngineEnvironment env);
-    struct Impl;
-    std::unique_ptr<Impl> impl_;
+
+    // Per-window inputs of one evaluation, worked out once at its start.
+    struct WindowContext;
+
+    void tick(bool force);
+    void evaluate(const WindowHandle& element, const WindowKey& key, const std::string& bid,
+                  int windowCount, bool topCenter, bool focusEligible, bool mouseDown,
+                  bool firstTick, bool force);
+    void evaluateFirstSight(WindowContext& w);
+    void evaluateKnown(WindowContext& w);
+    void maximizeBranch(WindowContext& w);
+    void centeredBranch(WindowContext& w);
+    bool detectUserMaximize(WindowContext& w);
+
+    void applyMaximize(const WindowHandle& element, const Rect& target, ManagedState& state,
+                       const std::string& bid, bool isCustomRestore);
+    void rememberBestFit(const Rect& accepted, const std::string& bid, const Rect& target);
+    void probeCannotFill(const WindowHandle& element, const Rect& frame, const std::string& reason);
+    std::optional<Rect> restoredPlacement(const std::string& bid, int windowCount,
+                                          const std::string& title) const;
+    std::optional<Size> restoredTopCenterSize(const std::string& bid, int windowCount,
+                                              const std::string& title) const;
+
+    // One hop onto the engine queue that holds the engine weakly.
+    void submit(void (*work)(MaximizeEngine&));
+
+    // Each read, write or toggle of an underscore member is one hold of lock_.
+    template <typename T>
+    T locked(const T& member) const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return member;
+    }
+    bool lockedContains(const std::set<std::string>& set, const std::string& bid) const;
+    std::vector<std::string> lockedToggle(std::set<std::string>& set, const std::string& bid);
+
+    EngineEnvironment env_;
+
+    // Engine-queue confined.
+    std::unordered_map<WindowKey, std::shared_ptr<ManagedState>, WindowKeyHash> states_;
+    std::unordered_map<BestFitKey, Rect, BestFitKeyHash> bestFitMemory_;
+    std::set<std::string> cellSnapApps_;
+    bool firstTick_ = true;
+    double reconfiguringUntil_ = 0;
+    bool wasReconfiguring_ = false;
+    bool maximizeExistingOnStartup_ = true;
+    std::shared_ptr<RepeatingTimer> timer_;
+    std::atomic<int> ticks_{0};
+
+    mutable std::mutex lock_;  // guards the underscore members only
+    bool _paused = false;
+    std::set<std::string> _excluded;
+    int _cannotFillCount = 0;
+    bool _topCenterMode = true;
+    std::set<std::string> _topCenterApps;
+    bool _focusSizeBigDisplays = true;
+    std::set<std::string> _maximizeApps;
+    int _windowsMaximized = 0;
+
+    // Last, so that it stops (and joins its worker) before anything above is torn down.
+    std::unique_ptr<SerialQueue> queue_;
 };
 
 }  // namespace mavo
