@@ -415,7 +415,9 @@ class FakeWindowServer final : public WindowServer {
             if (attr == Attr::size) {
                 armFightBack(*w);
                 Rect current = storedFrame(*w).value_or(Rect{});
-                ResizeOutcome out = w->resize.decide(current, value);
+                ResizeOutcome out = w->resize.decide
+                                        ? w->resize.decide(current, value)
+                                        : ResizeOutcome{true, makeRect(current.origin(), value)};
                 w->attrs[std::string(Attr::position)] = out.frame.origin();
                 w->attrs[std::string(Attr::size)] = out.frame.size();
                 ok = out.success;

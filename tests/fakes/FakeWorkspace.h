@@ -1,0 +1,88 @@
+#pragma once
+
+// FakeWorkspace: running and installed applications as the test scripts them.
+//   FakeWorkspace ws;
+//   ws.addRunning({42, "com.example.editor", "Editor"});        // regular policy by default
+//   ws.addRunning({43, std::nullopt, "helper", ActivationPolicy::accessory});
+//   ws.removeRunning(43);  ws.setRunning({...});  ws.setFrontmost(42);  ws.setFrontmost(nullopt);
+//   ws.addInstalled("com.example.editor", "Editor");  ws.removeInstalled("com.example.editor");
+// Every member is guarded by one mutex, so the engine may read while the test thread changes it.
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "windowaccess/Workspace.h"
+
+namespace mavo::test {
+
+class FakeWorkspace final : public Workspace {
+  public:
+    void addRunning(RunningApplication app) {
+        std::lock_guard l(mu_);
+        running_.push_back(std::move(app));
+    }
+
+    void removeRunning(int32_t pid) {
+        std::lock_guard l(mu_);
+        std::erase_if(running_, [pid](const RunningApplication& a) { return a.pid == pid; });
+        if (frontmost_ == pid) frontmost_.reset();
+    }
+
+    void setRunning(std::vector<RunningApplication> apps) {
+        std::lock_guard l(mu_);
+        running_ = std::move(apps);
+    }
+
+    // The frontmost application is looked up among the running ones by pid.
+    void setFrontmost(std::optional<int32_t> pid) {
+        std::lock_guard l(mu_);
+        frontmost_ = pid;
+    }
+
+    void addInstalled(const std::string& bundleID, const std::string& name) {
+        std::lock_guard l(mu_);
+        installed_[bundleID] = name;
+    }
+
+    void removeInstalled(const std::string& bundleID) {
+        std::lock_guard l(mu_);
+        installed_.erase(bundleID);
+    }
+
+    std::vector<RunningApplication> runningApplications() override {
+        std::lock_guard l(mu_);
+        return running_;
+    }
+
+    std::optional<RunningApplication> frontmostApplication() override {
+        std::lock_guard l(mu_);
+        if (!frontmost_) return std::nullopt;
+        for (const auto& a : running_)
+            if (a.pid == *frontmost_) return a;
+        return std::nullopt;
+    }
+
+    bool isInstalled(const std::string& bundleID) override {
+        std::lock_guard l(mu_);
+        return installed_.count(bundleID) > 0;
+    }
+
+    std::optional<std::string> installedAppName(const std::string& bundleID) override {
+        std::lock_guard l(mu_);
+        auto it = installed_.find(bundleID);
+        if (it == installed_.end()) return std::nullopt;
+        return it->second;
+    }
+
+  private:
+    std::mutex mu_;
+    std::vector<RunningApplication> running_;
+    std::optional<int32_t> frontmost_;
+    std::map<std::string, std::string> installed_;
+};
+
+}  // namespace mavo::test
