@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+
+#include "fakes/FakeDisplaySource.h"
+#include "fakes/FakeMenuEngine.h"
+#include "fakes/FakePermissions.h"
+#include "fakes/FakeStatusItem.h"
+#include "fakes/FakeWorkspace.h"
+#include "ui/StatusItemController.h"
+
+namespace mavo::test {
+
+// One controller over fakes. The primary screen is 1920 x 1080 with a 25-point menu bar, so the
+// hover band starts at y = 1080 - 25 - 2 = 1053.
+struct StatusTestEnv {
+    FakeMenuEngine engine;
+    FakeStatusItem item;
+    FakePermissions permissions{true};
+    FakeWorkspace workspace;
+    FakeLogin login;
+    MenuTestEvents events;
+    MenuTestDefaults defaults;
+    FakeUiTimers timers;
+    FakePointer pointer;
+    FakeDisplaySource displays{{primary1080()}};
+    int terminations = 0;
+    std::unique_ptr<StatusItemController> controller;
+
+    StatusItemController& start(std::optional<std::string> version = "1.4.2") {
+        controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
+            engine, item, permissions, workspace, login, events, defaults, timers, pointer,
+            displays, "com.quastorn.mavo", std::move(version), [this] { ++terminations; }});
+        return *controller;
+    }
+};
+
+}  // namespace mavo::test
