@@ -1,0 +1,52 @@
+#pragma once
+
+// FakeEventTracker: records every usage event with its properties, thread-safe.
+//   events.count("placement_remembered");  events.named("focus_sized")[0]["display_class"];
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "analytics/EventTracker.h"
+
+namespace mavo::test {
+
+class FakeEventTracker final : public EventTracker {
+  public:
+    struct Event {
+        std::string name;
+        nlohmann::json props;
+    };
+
+    void trackEvent(const std::string& name, const nlohmann::json& props) override {
+        std::lock_guard<std::mutex> l(mu_);
+        events_.push_back({name, props});
+    }
+
+    std::vector<Event> events() const {
+        std::lock_guard<std::mutex> l(mu_);
+        return events_;
+    }
+
+    // The properties of every event with this name, in order.
+    std::vector<nlohmann::json> named(const std::string& name) const {
+        std::lock_guard<std::mutex> l(mu_);
+        std::vector<nlohmann::json> out;
+        for (const auto& e : events_)
+            if (e.name == name) out.push_back(e.props);
+        return out;
+    }
+
+    int count(const std::string& name) const { return static_cast<int>(named(name).size()); }
+
+    void clear() {
+        std::lock_guard<std::mutex> l(mu_);
+        events_.clear();
+    }
+
+  private:
+    mutable std::mutex mu_;
+    std::vector<Event> events_;
+};
+
+}  // namespace mavo::test
