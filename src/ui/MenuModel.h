@@ -33,6 +33,7 @@ struct MenuItem {
     Kind kind = Kind::normal;
     std::string title;
     bool enabled = true;
+    bool checkable = false;  // shows a check box whether or not it is checked
     bool checked = false;
     MenuAction action = MenuAction::none;
     std::optional<std::string> representedBundleID;

@@ -102,6 +102,7 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
             MenuItem row =
                 MenuItem::command(appName(bid).value_or(bid), MenuAction::removeExclusion);
             row.representedBundleID = bid;
+            row.checkable = true;
             row.checked = true;
             parent.submenu.push_back(std::move(row));
         }
@@ -110,11 +111,13 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
     m.push_back(MenuItem::separator());
 
     MenuItem login = MenuItem::command("Launch at Login", MenuAction::toggleLogin);
+    login.checkable = true;
     login.checked = env_.login.isEnabled();
     m.push_back(login);
 
     const bool autoHide = env_.defaults.boolean(autoHideKey);
     MenuItem hide = MenuItem::command("Hide Icon Until Hover", MenuAction::toggleAutoHide);
+    hide.checkable = true;
     hide.checked = autoHide;
     m.push_back(hide);
 
@@ -130,12 +133,14 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
 
     MenuItem topCenter =
         MenuItem::command("Smaller Windows Top Centered", MenuAction::toggleTopCenterMode);
+    topCenter.checkable = true;
     topCenter.checked = env_.engine.topCenterMode();
     topCenter.enabled = trusted;
     m.push_back(topCenter);
 
     MenuItem focus =
         MenuItem::command("Focus-Size on Large Displays", MenuAction::toggleFocusSizeMode);
+    focus.checkable = true;
     focus.checked = env_.engine.focusSizeBigDisplays();
     focus.enabled = trusted;
     m.push_back(focus);
@@ -165,12 +170,14 @@ void StatusItemController::buildFrontmostRows(MenuModel& m) {
 
     MenuItem topCenter =
         MenuItem::command("Top-Center “" + name + "”", MenuAction::toggleTopCenterFrontmost);
+    topCenter.checkable = true;
     topCenter.checked = env_.engine.topCentersBundleID(bid);
     topCenter.representedBundleID = bid;
     m.push_back(topCenter);
 
     MenuItem maximize =
         MenuItem::command("Always Maximize “" + name + "”", MenuAction::toggleMaximizeFrontmost);
+    maximize.checkable = true;
     maximize.checked = env_.engine.maximizesBundleID(bid);
     maximize.representedBundleID = bid;
     m.push_back(maximize);

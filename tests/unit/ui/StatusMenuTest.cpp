@@ -75,6 +75,14 @@ TEST_F(StatusMenuTest, TrustedActiveMenuHasEveryRowInOrder) {
         EXPECT_EQ(item.keyEquivalent, item.title == "Quit Mavo" ? "q" : "") << item.title;
     }
     EXPECT_EQ(get(menu, "Quit Mavo").action, MenuAction::quit);
+    // Only settings carry a check box; "Don’t Manage" is a command and never shows one.
+    std::vector<std::string> checkable;
+    for (const auto& item : menu)
+        if (item.checkable) checkable.push_back(item.title);
+    EXPECT_EQ(checkable, (std::vector<std::string>{
+                             "Top-Center “Editor”", "Always Maximize “Editor”", "Launch at Login",
+                             "Hide Icon Until Hover", "Smaller Windows Top Centered",
+                             "Focus-Size on Large Displays"}));
     for (const auto* t :
          {"Don’t Manage “Editor”", "Top-Center “Editor”", "Always Maximize “Editor”"})
         EXPECT_EQ(get(menu, t).representedBundleID, "org.example.Editor") << t;
@@ -183,6 +191,7 @@ TEST_F(StatusMenuTest, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) 
         bids.push_back(row.representedBundleID.value_or("?"));
         names.push_back(row.title);
         EXPECT_TRUE(row.checked);
+        EXPECT_TRUE(row.checkable);
         EXPECT_EQ(row.action, MenuAction::removeExclusion);
     }
     // Sorted by id, not by the names shown.

@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include "fakes/FakeStatusItem.h"
+#include "ui/PollingPointerSource.h"
+
+using namespace mavo;
+using namespace mavo::test;
+
+TEST(PollingPointerSource, ReportsMovesOnlyWhileSomeoneListens) {
+    FakeUiTimers timers;
+    std::optional<Point> where = Point{1, 1};
+    int asked = 0;
+    PollingPointerSource source(timers, [&] {
+        ++asked;
+        return where;
+    });
+    timers.advance(1.0);
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(timers.pending(), 0u);
+
+    int moves = 0;
+    auto monitor = source.addMovedMonitor([&] { ++moves; });
+    timers.advance(0.35);
+    EXPECT_EQ(moves, 0);  // standing still is not a move
+    where = Point{2, 1};
+    timers.advance(0.1);
+    EXPECT_EQ(moves, 1);
+    where = std::nullopt;  // the pointer left every screen we know
+    timers.advance(0.1);
+    EXPECT_EQ(moves, 2);
+    EXPECT_EQ(source.pointerLocation(), std::nullopt);
+
+    monitor.reset();
+    EXPECT_EQ(timers.pending(), 0u);
+    const int before = asked;
+    where = Point{5, 5};
+    timers.advance(1.0);
+    EXPECT_EQ(asked, before);
+}
+
+TEST(PollingPointerSource, MonitorMayOutliveTheSource) {
+    FakeUiTimers timers;
+    std::unique_ptr<PointerMonitor> monitor;
+    {
+        PollingPointerSource source(timers, [] { return Point{0, 0}; });
+        monitor = source.addMovedMonitor([] {});
+    }
+    monitor.reset();
+    EXPECT_EQ(timers.pending(), 0u);
+}
