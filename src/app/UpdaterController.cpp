@@ -1,0 +1,7 @@
+#include "app/UpdaterController.h"
+
+namespace mavo {
+
+UpdaterController::UpdaterController() = default;
+
+}  // namespace mavo
