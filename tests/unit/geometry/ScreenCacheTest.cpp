@@ -177,6 +177,7 @@ TEST_F(ScreenCacheTest, OnScreenCoverageIsInclusiveAndSumsFrames) {
     // Zero width or height is never on screen.
     EXPECT_FALSE(cache.isOnScreenAX({100, 100, 0, 300}, 0.0));
     EXPECT_FALSE(cache.isOnScreenAX({100, 100, 300, 0}, -1.0));
+    EXPECT_FALSE(cache.isOnScreenAX({100, 100, -300, 300}, -1.0));
     // Half on the primary (which reaches x = 0 at its left edge).
     Rect half{-200, 100, 400, 300};
     EXPECT_TRUE(cache.isOnScreenAX(half, 0.5));
