@@ -1,0 +1,62 @@
+#pragma once
+
+// The displays of an X11 session: RandR monitors, the primary first, in the bottom-left
+// convention the screen cache expects (primary's bottom-left corner at the origin, y up).
+// The visible frame is the monitor less the struts (_NET_WM_STRUT_PARTIAL, else _NET_WM_STRUT)
+// that the session's panels reserve on it.
+//
+// The app shell (main thread):
+//
+//     X11DisplaySource displays(*x11);
+//     ScreenCache::shared().setSource(&displays);
+//     ScreenCache::shared().refresh();
+//     displays.watchChanges([&] { ScreenCache::shared().refresh();
+//                                 engine.noteDisplayConfigChange(); });
+//
+// The handler runs from `X11Connection::dispatchPending`, at most once per batch of events:
+// after a RandR screen change or output/CRTC change, a change of _NET_WORKAREA, a panel
+// appearing or leaving, or a panel changing its strut.
+
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "geometry/DisplaySource.h"
+#include "platform/x11/X11Connection.h"
+
+namespace mavo {
+
+class X11DisplaySource : public DisplaySource, private X11EventListener {
+  public:
+    explicit X11DisplaySource(X11Connection& x11) : x11_(x11) {}
+    ~X11DisplaySource() override;
+
+    std::vector<ScreenInfo> screens() override;
+    // Starts watching; `handler` is called on the main thread after each change.
+    void watchChanges(std::function<void()> handler);
+
+    // A stable, UUID-shaped identity from an EDID block's vendor, product and serial number
+    // (and its serial-number text, when it has one); nothing for a block that is not an EDID.
+    static std::optional<std::string> uuidFromEdid(const std::vector<uint8_t>& edid);
+    // Panel connectors: eDP, LVDS and DSI.
+    static bool isBuiltInConnector(const std::string& outputName);
+
+  private:
+    void handleEvent(const xcb_generic_event_t& event) override;
+    void eventsDone() override;
+    // Follows the clients that reserve a strut; true when that set changed.
+    bool trackStrutWindows();
+
+    X11Connection& x11_;
+    std::function<void()> handler_;
+    std::set<xcb_window_t> strutWindows_;
+    bool changed_ = false;
+    bool rescan_ = false;
+};
+
+}  // namespace mavo

@@ -1,0 +1,325 @@
+#include "platform/x11/X11WindowServer.h"
+
+#include <xcb/xcb_icccm.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "platform/x11/X11Util.h"
+#include "windowaccess/AX.h"
+
+namespace mavo {
+
+namespace {
+
+xcb_window_t windowOf(const WindowHandle& handle) {
+    return static_cast<xcb_window_t>(handle.id);
+}
+
+bool contains(const std::vector<uint32_t>& values, uint32_t value) {
+    return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+std::chrono::steady_clock::time_point deadlineAfter(double seconds) {
+    return std::chrono::steady_clock::now() +
+           std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+               std::chrono::duration<double>(seconds));
+}
+
+int32_t toPixels(double value) {
+    return static_cast<int32_t>(std::lround(value));
+}
+
+}  // namespace
+
+Rect X11WindowServer::Geometry::frameAX() const {
+    return {client.x - border - left - origin.x, client.y - border - top - origin.y,
+            client.width + 2 * border + left + right, client.height + 2 * border + top + bottom};
+}
+
+std::optional<X11WindowServer::Geometry> X11WindowServer::geometry(xcb_window_t window) {
+    xcb_connection_t* c = x11_.xcb();
+    auto geometryCookie = xcb_get_geometry(c, window);
+    auto translateCookie = xcb_translate_coordinates(c, window, x11_.root(), 0, 0);
+    auto extentsCookie =
+        requestProperty(x11_, window, x11_.ewmh()->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 4);
+    auto monitorsCookie = requestMonitors(x11_);
+
+    xcb_generic_error_t* error = nullptr;
+    Reply<xcb_get_geometry_reply_t> geo(xcb_get_geometry_reply(c, geometryCookie, &error));
+    if (error) {
+        x11_.noteError(error);
+        free(error);
+        error = nullptr;
+    }
+    Reply<xcb_translate_coordinates_reply_t> translated(
+        xcb_translate_coordinates_reply(c, translateCookie, &error));
+    if (error) {
+        x11_.noteError(error);
+        free(error);
+    }
+    auto extents = propertyReply(x11_, extentsCookie);
+    auto monitors = monitorsReply(x11_, monitorsCookie);
+    if (!geo || !translated || !extents) return std::nullopt;
+
+    Geometry g{};
+    g.client = {double(translated->dst_x), double(translated->dst_y), double(geo->width),
+                double(geo->height)};
+    g.border = geo->border_width;
+    auto values = cardinals(extents->get());
+    if (values.size() >= 4) {
+        g.left = values[0];
+        g.right = values[1];
+        g.top = values[2];
+        g.bottom = values[3];
+    }
+    g.origin = primaryOrigin(monitors);
+    return g;
+}
+
+std::optional<Rect> X11WindowServer::frame(xcb_window_t window) {
+    auto g = geometry(window);
+    if (!g) return std::nullopt;
+    return g->frameAX();
+}
+
+std::optional<bool> X11WindowServer::isInClientList(xcb_window_t window) {
+    auto clients = clientList(x11_);
+    if (!clients) return std::nullopt;
+    return contains(*clients, window);
+}
+
+std::optional<std::vector<uint32_t>> X11WindowServer::atomList(xcb_window_t window,
+                                                               xcb_atom_t property) {
+    auto reply = propertyReply(x11_, requestProperty(x11_, window, property, XCB_ATOM_ATOM));
+    if (!reply) return std::nullopt;
+    return cardinals(reply->get());
+}
+
+std::optional<AttributeValue> X11WindowServer::copyAttribute(const WindowHandle& element,
+                                                             std::string_view attribute) {
+    xcb_window_t window = windowOf(element);
+    xcb_ewmh_connection_t* ewmh = x11_.ewmh();
+    if (attribute == Attr::role) {
+        auto managed = isInClientList(window);
+        if (!managed || !*managed) return std::nullopt;
+        return AttributeValue(std::string(Attr::windowRole));
+    }
+    if (attribute == Attr::subrole) {
+        auto typeCookie = requestProperty(x11_, window, ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
+        auto transientCookie =
+            requestProperty(x11_, window, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 1);
+        auto types = propertyReply(x11_, typeCookie);
+        auto transient = propertyReply(x11_, transientCookie);
+        if (!types || !transient) return std::nullopt;
+        // The first type this backend knows decides, as the window manager does it.
+        for (uint32_t type : cardinals(types->get())) {
+            if (type == ewmh->_NET_WM_WINDOW_TYPE_NORMAL) {
+                return AttributeValue(std::string(Attr::standardWindow));
+            }
+            if (type == ewmh->_NET_WM_WINDOW_TYPE_DIALOG) {
+                return AttributeValue(std::string("AXDialog"));
+            }
+            if (type == ewmh->_NET_WM_WINDOW_TYPE_UTILITY ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_TOOLBAR ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_MENU) {
+                return AttributeValue(std::string("AXFloatingWindow"));
+            }
+            if (type == ewmh->_NET_WM_WINDOW_TYPE_DOCK ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_DESKTOP ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_SPLASH ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_NOTIFICATION ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_DROPDOWN_MENU ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_POPUP_MENU ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_TOOLTIP ||
+                type == ewmh->_NET_WM_WINDOW_TYPE_COMBO || type == ewmh->_NET_WM_WINDOW_TYPE_DND) {
+                return AttributeValue(std::string("AXSystemFloatingWindow"));
+            }
+        }
+        // No known type: a transient window is a dialog of its owner, anything else is normal.
+        auto owner = cardinals(transient->get());
+        if (!owner.empty() && owner[0] != XCB_WINDOW_NONE) {
+            return AttributeValue(std::string("AXDialog"));
+        }
+        return AttributeValue(std::string(Attr::standardWindow));
+    }
+    if (attribute == Attr::minimized) {
+        auto stateCookie = requestProperty(x11_, window, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
+        auto wmStateCookie =
+            requestProperty(x11_, window, x11_.atoms().wmState, x11_.atoms().wmState, 2);
+        auto state = propertyReply(x11_, stateCookie);
+        auto wmState = propertyReply(x11_, wmStateCookie);
+        if (!state || !wmState) return std::nullopt;
+        auto iconic = cardinals(wmState->get());
+        bool hidden = contains(cardinals(state->get()), ewmh->_NET_WM_STATE_HIDDEN) ||
+                      (!iconic.empty() && iconic[0] == XCB_ICCCM_WM_STATE_ICONIC);
+        return AttributeValue(hidden);
+    }
+    if (attribute == Attr::fullScreen) {
+        auto state = atomList(window, ewmh->_NET_WM_STATE);
+        if (!state) return std::nullopt;
+        return AttributeValue(contains(*state, ewmh->_NET_WM_STATE_FULLSCREEN));
+    }
+    if (attribute == Attr::position || attribute == Attr::size) {
+        auto f = frame(window);
+        if (!f) return std::nullopt;
+        if (attribute == Attr::position) return AttributeValue(f->origin());
+        return AttributeValue(f->size());
+    }
+    if (attribute == Attr::title) {
+        auto netNameCookie = requestProperty(x11_, window, ewmh->_NET_WM_NAME, ewmh->UTF8_STRING);
+        auto nameCookie = requestProperty(x11_, window, XCB_ATOM_WM_NAME, XCB_ATOM_ANY);
+        auto netName = propertyReply(x11_, netNameCookie);
+        auto name = propertyReply(x11_, nameCookie);
+        if (netName && *netName) {
+            if (auto utf8 = text(netName->get())) return AttributeValue(*utf8);
+        }
+        if (!name || !*name) return std::nullopt;
+        auto raw = text(name->get());
+        if (!raw) return std::nullopt;
+        xcb_atom_t type = (*name)->type;
+        if (type == ewmh->UTF8_STRING) return AttributeValue(*raw);
+        if (type == XCB_ATOM_STRING) return AttributeValue(latin1ToUtf8(*raw));
+        // Compound text: keep its ASCII, which is what it shares with UTF-8.
+        std::string ascii;
+        for (char ch : *raw) ascii.push_back(static_cast<unsigned char>(ch) < 0x80 ? ch : '?');
+        return AttributeValue(ascii);
+    }
+    return std::nullopt;
+}
+
+bool X11WindowServer::leaveMaximizedState(xcb_window_t window) {
+    xcb_ewmh_connection_t* ewmh = x11_.ewmh();
+    auto state = atomList(window, ewmh->_NET_WM_STATE);
+    if (!state || (!contains(*state, ewmh->_NET_WM_STATE_MAXIMIZED_VERT) &&
+                   !contains(*state, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ))) {
+        return false;
+    }
+    auto deadline = deadlineAfter(x11_.messagingTimeout());
+    x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    X11Connection::ConfigureWatch watch(x11_, window);
+    auto cookie = xcb_ewmh_request_change_wm_state(
+        ewmh, x11_.screenNumber(), window, XCB_EWMH_WM_STATE_REMOVE,
+        ewmh->_NET_WM_STATE_MAXIMIZED_VERT, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ,
+        XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+    xcb_flush(x11_.xcb());
+    watch.waitAfter(cookie.sequence, deadline);
+    return true;
+}
+
+void X11WindowServer::moveResize(xcb_window_t window, uint32_t flags, int32_t x, int32_t y,
+                                 int32_t width, int32_t height) {
+    auto deadline = deadlineAfter(x11_.messagingTimeout());
+    x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    X11Connection::ConfigureWatch watch(x11_, window);
+    auto cookie = xcb_ewmh_request_moveresize_window(
+        x11_.ewmh(), x11_.screenNumber(), window, XCB_GRAVITY_NORTH_WEST,
+        XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER,
+        static_cast<xcb_ewmh_moveresize_window_opt_flags_t>(flags), static_cast<uint32_t>(x),
+        static_cast<uint32_t>(y), static_cast<uint32_t>(std::max(width, 1)),
+        static_cast<uint32_t>(std::max(height, 1)));
+    xcb_flush(x11_.xcb());
+    watch.waitAfter(cookie.sequence, deadline);
+}
+
+bool X11WindowServer::setPoint(const WindowHandle& element, std::string_view attribute,
+                               Point value) {
+    if (attribute != Attr::position) return false;
+    xcb_window_t window = windowOf(element);
+    auto g = geometry(window);
+    if (!g) return false;
+    Rect current = g->frameAX();
+    int32_t x = toPixels(value.x), y = toPixels(value.y);
+    if (toPixels(current.x) == x && toPixels(current.y) == y) return true;
+    if (leaveMaximizedState(window)) {
+        g = geometry(window);
+        if (!g) return false;
+    }
+    // With north-west gravity the window manager puts the frame's outer corner at (x, y).
+    moveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_X | XCB_EWMH_MOVERESIZE_WINDOW_Y,
+               x + toPixels(g->origin.x), y + toPixels(g->origin.y), 0, 0);
+    return true;
+}
+
+bool X11WindowServer::setSize(const WindowHandle& element, std::string_view attribute, Size value) {
+    if (attribute != Attr::size) return false;
+    xcb_window_t window = windowOf(element);
+    auto g = geometry(window);
+    if (!g) return false;
+    Rect current = g->frameAX();
+    int32_t width = toPixels(value.width), height = toPixels(value.height);
+    if (toPixels(current.width) == width && toPixels(current.height) == height) return true;
+    if (leaveMaximizedState(window)) {
+        g = geometry(window);
+        if (!g) return false;
+    }
+    int32_t decorationsW = toPixels(2 * g->border + g->left + g->right);
+    int32_t decorationsH = toPixels(2 * g->border + g->top + g->bottom);
+    moveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_WIDTH | XCB_EWMH_MOVERESIZE_WINDOW_HEIGHT, 0, 0,
+               width - decorationsW, height - decorationsH);
+    return true;
+}
+
+bool X11WindowServer::isSettable(const WindowHandle& element, std::string_view attribute) {
+    if (attribute != Attr::position && attribute != Attr::size) return false;
+    xcb_window_t window = windowOf(element);
+    xcb_connection_t* c = x11_.xcb();
+    auto existsCookie = xcb_get_geometry(c, window);
+    auto actionsCookie =
+        requestProperty(x11_, window, x11_.ewmh()->_NET_WM_ALLOWED_ACTIONS, XCB_ATOM_ATOM);
+    auto hintsCookie = xcb_icccm_get_wm_normal_hints(c, window);
+
+    xcb_generic_error_t* error = nullptr;
+    Reply<xcb_get_geometry_reply_t> exists(xcb_get_geometry_reply(c, existsCookie, &error));
+    if (error) {
+        x11_.noteError(error);
+        free(error);
+        error = nullptr;
+    }
+    auto actions = propertyReply(x11_, actionsCookie);
+    xcb_size_hints_t hints{};
+    bool haveHints = xcb_icccm_get_wm_normal_hints_reply(c, hintsCookie, &hints, &error) != 0;
+    if (error) {
+        x11_.noteError(error);
+        free(error);
+    }
+    if (!exists || !actions) return false;
+
+    // Window managers that publish the allowed actions have the last word.
+    if (*actions) {
+        auto allowed = cardinals(actions->get());
+        xcb_atom_t needed = attribute == Attr::position ? x11_.ewmh()->_NET_WM_ACTION_MOVE
+                                                        : x11_.ewmh()->_NET_WM_ACTION_RESIZE;
+        if (!contains(allowed, needed)) return false;
+    }
+    if (attribute == Attr::size && haveHints) {
+        bool bounded = (hints.flags & XCB_ICCCM_SIZE_HINT_P_MIN_SIZE) &&
+                       (hints.flags & XCB_ICCCM_SIZE_HINT_P_MAX_SIZE);
+        if (bounded && hints.min_width == hints.max_width && hints.min_height == hints.max_height) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<AttributeValue> X11WindowServer::applicationWindows(int32_t pid) {
+    auto clients = clientList(x11_);
+    if (!clients) return std::nullopt;
+    auto pids = windowPids(x11_, *clients);
+    std::vector<WindowHandle> windows;
+    for (size_t i = 0; i < clients->size(); ++i) {
+        if (pids[i] == pid) windows.push_back(WindowHandle{(*clients)[i], nullptr});
+    }
+    return AttributeValue(std::move(windows));
+}
+
+std::optional<int32_t> X11WindowServer::pid(const WindowHandle& element) {
+    return windowPids(x11_, {windowOf(element)}).front();
+}
+
+void X11WindowServer::setGlobalMessagingTimeout(float seconds) {
+    x11_.setMessagingTimeout(seconds);
+}
+
+}  // namespace mavo
