@@ -1,0 +1,195 @@
+// Stories of a window the user places by hand: remembered, written to disk, restored on the next
+// launch, and given up again when dragged back over the display.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "fakes/EngineHarness.h"
+
+namespace mavo::test {
+namespace {
+
+const std::string kEditor = "com.example.editor";
+const std::string kKey = "PRIMARY|com.example.editor|";
+
+// A maximized, settled window of a single-window application.
+struct MaximizedWindow {
+    EngineHarness h;
+    int32_t pid = 0;
+    WindowHandle w;
+
+    MaximizedWindow() {
+        h.launch();
+        pid = h.addApp(kEditor);
+        w = h.addWindow(pid, "Doc", {200, 150, 800, 600});
+        h.tick();
+        h.step();
+        EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+    }
+};
+
+bool hasRecord(const nlohmann::json& doc, const std::string& key) {
+    return doc.contains("records") && doc["records"].contains(key);
+}
+
+TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
+    MaximizedWindow m;
+    EngineHarness& h = m.h;
+    size_t mark = h.logMark();
+
+    Rect first{144, 25, 1632, 1055};  // 85 % of the visible frame
+    h.handMoveAndSettle(m.w, first);
+    auto putAt = std::chrono::steady_clock::now();
+    double wallAtPut = h.clock.wallClock();
+
+    EXPECT_EQ(h.linesSince(mark),
+              (std::vector<std::string>{"remember(custom) frame=(144.0,25.0 1632.0×1055.0)"}));
+    EXPECT_EQ(h.events.count("placement_remembered"), 1);
+    auto s = h.state(m.w);
+    EXPECT_EQ(s->disposition, Disposition::managed);
+    EXPECT_EQ(s->rememberedTarget, first);
+    EXPECT_EQ(h.frame(m.w), first);
+
+    // The store writes two seconds after the change, not at once.
+    EXPECT_FALSE(h.placementFile().has_value());
+    std::this_thread::sleep_until(putAt + std::chrono::milliseconds(1500));
+    EXPECT_FALSE(h.placementFile().has_value());
+    auto doc = h.waitForPlacementFile([](const auto& d) { return hasRecord(d, kKey); });
+    ASSERT_TRUE(doc.has_value());
+    EXPECT_GE(std::chrono::steady_clock::now() - putAt, std::chrono::milliseconds(1900));
+    EXPECT_EQ((*doc)["version"], 1);
+    EXPECT_EQ((*doc)["records"].size(), 1u);
+    const auto& record = (*doc)["records"][kKey];
+    EXPECT_EQ(record["displayUUID"], "PRIMARY");
+    EXPECT_DOUBLE_EQ(record["rel"]["fx"].get<double>(), 144.0 / 1920);
+    EXPECT_DOUBLE_EQ(record["rel"]["fy"].get<double>(), 0.0);
+    EXPECT_DOUBLE_EQ(record["rel"]["fw"].get<double>(), 1632.0 / 1920);
+    EXPECT_DOUBLE_EQ(record["rel"]["fh"].get<double>(), 1.0);
+    EXPECT_DOUBLE_EQ(record["updatedAt"].get<double>(), referenceDateFromUnix(wallAtPut));
+    EXPECT_FALSE(record.contains("topCenter"));
+    EXPECT_FALSE(record.contains("maximized"));
+
+    // Moved again by hand: stored again, but the first placement was the one worth telling.
+    h.step(1.5);
+    Rect second{200, 25, 1632, 1055};
+    h.handMoveAndSettle(m.w, second);
+    EXPECT_EQ(h.events.count("placement_remembered"), 1);
+    EXPECT_EQ(h.state(m.w)->rememberedTarget, second);
+
+    // Quit; the application later reopens its window at its own default frame.
+    h.server.setFrame(m.w, {300, 200, 800, 600});
+    h.relaunch();
+    mark = h.logMark();
+    h.tick();
+    EXPECT_EQ(h.frame(m.w), second);
+    EXPECT_EQ(h.linesSince(mark),
+              (std::vector<std::string>{
+                  "restore \"Doc\" target=(200.0,25.0 1632.0×1055.0) achieved=(200.0,25.0 "
+                  "1632.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false",
+                  "restore(persisted) frame=(200.0,25.0 1632.0×1055.0)"}));
+    s = h.state(m.w);
+    EXPECT_EQ(s->rememberedTarget, second);
+    EXPECT_EQ(s->bestFitFrame, second);
+    EXPECT_EQ(s->lastTargetFrame, second);  // the apply's own target
+}
+
+TEST(PlacementScenario, DragBackOverMostOfTheDisplayForgetsThePlacementAndMaximizes) {
+    MaximizedWindow m;
+    EngineHarness& h = m.h;
+    h.handMoveAndSettle(m.w, {144, 25, 1632, 1055});
+    ASSERT_TRUE(
+        h.waitForPlacementFile([](const auto& d) { return hasRecord(d, kKey); }).has_value());
+
+    h.step(1.5);
+    size_t mark = h.logMark();
+    Rect nearlyFull{76.8, 25, 1766.4, 1055};  // 92 %
+    h.handMoveAndSettle(m.w, nearlyFull);
+    EXPECT_EQ(h.linesSince(mark),
+              (std::vector<std::string>{
+                  "reclaim→max frame=(76.8,25.0 1766.4×1055.0)",
+                  "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) achieved=(0.0,25.0 "
+                  "1920.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false"}));
+    EXPECT_EQ(h.frame(m.w), kPrimaryVisibleAX);
+    EXPECT_FALSE(h.state(m.w)->rememberedTarget);
+    EXPECT_EQ(h.events.count("placement_remembered"), 1);
+    EXPECT_FALSE(h.store->get(kKey));
+    EXPECT_TRUE(
+        h.waitForPlacementFile([](const auto& d) { return !hasRecord(d, kKey); }).has_value());
+
+    // A later hand drag is a new first placement again.
+    h.step(1.5);
+    h.handMoveAndSettle(m.w, {144, 25, 1632, 1055});
+    EXPECT_EQ(h.events.count("placement_remembered"), 2);
+}
+
+TEST(PlacementScenario, ReclaimThresholdIsNinetyPercent) {
+    MaximizedWindow m;
+    EngineHarness& h = m.h;
+    // Just under 90 %: a custom placement.
+    h.handMoveAndSettle(m.w, {0, 25, 1727.9, 1055});
+    EXPECT_TRUE(h.state(m.w)->rememberedTarget);
+    h.step(1.5);
+    // Exactly 90 %: reclaimed.
+    h.handMoveAndSettle(m.w, {100, 25, 1728, 1055});
+    EXPECT_FALSE(h.state(m.w)->rememberedTarget);
+    EXPECT_EQ(h.frame(m.w), kPrimaryVisibleAX);
+}
+
+TEST(PlacementScenario, TitlesKeyPlacementsOnlyForApplicationsWithSeveralWindows) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp(kEditor);
+    auto a = h.addWindow(pid, "  Report — Edited\n", {200, 150, 800, 600});
+    auto b = h.addWindow(pid, "Notes", {220, 170, 800, 600});
+    h.tick();
+    h.step();
+    h.handMoveAndSettle(a, {144, 25, 1632, 1055});
+    EXPECT_TRUE(h.store->get("PRIMARY|com.example.editor|report"));
+    EXPECT_FALSE(h.store->get(kKey));
+
+    // The document is saved (its title loses the mark) and reopened alone later: with one
+    // window the title no longer counts, so the two-window placement does not apply.
+    h.server.removeWindow(b);
+    h.server.setAttribute(a, "AXTitle", std::string("report"));
+    h.server.setFrame(a, {300, 200, 800, 600});
+    h.relaunch();
+    h.tick();
+    EXPECT_EQ(h.frame(a), kPrimaryVisibleAX);
+
+    // With a second window open again, "report" finds the record made as "Report — Edited".
+    auto c = h.addWindow(pid, "Other", {220, 170, 800, 600});
+    h.relaunch();
+    h.server.setFrame(a, {300, 200, 800, 600});
+    h.tick();
+    EXPECT_EQ(h.frame(a), (Rect{144, 25, 1632, 1055}));
+    EXPECT_EQ(h.frame(c), kPrimaryVisibleAX);
+}
+
+TEST(PlacementScenario, RememberedFrameOnADisplayThatIsGoneIsNotRestored) {
+    EngineHarness h({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")});
+    h.launch();
+    int32_t pid = h.addApp(kEditor);
+    auto w = h.addWindow(pid, "Doc", {2000, 100, 800, 600});
+    h.tick();
+    h.step();
+    EXPECT_EQ(h.frame(w), (Rect{1920, 0, 1920, 1080}));
+    h.handMoveAndSettle(w, {2100, 0, 1500, 1080});
+    h.store->flushNow();
+    auto key = "EXT+PRIMARY|" + kEditor + "|";
+    ASSERT_TRUE(h.store->get(key));
+    EXPECT_EQ(h.store->get(key)->displayUUID, "EXT");
+
+    // The same arrangement's key, but EXT reports another identity: nothing to restore onto.
+    h.setScreens({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT2")});
+    auto other = h.store->get(key);
+    h.store->put("EXT2+PRIMARY|" + kEditor + "|", *other);
+    h.server.setFrame(w, {2000, 100, 800, 600});
+    h.relaunch();
+    h.tick();
+    EXPECT_EQ(h.frame(w), (Rect{1920, 0, 1920, 1080}));
+}
+
+}  // namespace
+}  // namespace mavo::test
