@@ -1,5 +1,7 @@
 #include <signal.h>
 
+#include <cstring>
+
 #include <xcb/xcb_icccm.h>
 
 #include "X11Fixture.h"
@@ -96,6 +98,157 @@ TEST_F(X11WindowServerTest, WritesLandBeforeTheReadBack) {
     // Writing what is already there returns at once and changes nothing.
     EXPECT_TRUE(ax.set(w, Attr::size, Size{1000, 700}));
     EXPECT_EQ(ax.frame(w), (Rect{0, 0, 1000, 700}));
+}
+
+// Sends a client message about `window` to the root, as a pager or a user action would.
+void sendToRoot(TestDesktop& desktop, xcb_window_t window, const char* type,
+                std::vector<uint32_t> data) {
+    xcb_connection_t* c = desktop.probe();
+    auto* atom =
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(strlen(type)), type), nullptr);
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = atom->atom;
+    free(atom);
+    for (size_t i = 0; i < data.size() && i < 5; ++i) message.data.data32[i] = data[i];
+    xcb_send_event(c, 0, desktop.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(c);
+}
+
+xcb_atom_t atomNamed(TestDesktop& desktop, const char* name) {
+    xcb_connection_t* c = desktop.probe();
+    auto* reply =
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(strlen(name)), name), nullptr);
+    xcb_atom_t atom = reply->atom;
+    free(reply);
+    return atom;
+}
+
+TEST_F(X11WindowServerTest, ReadsTitleMinimizedAndFullScreenStates) {
+    auto plain = client({"--title", "Résumé — draft × 2"});
+    AX ax(*server);
+    WindowHandle w = handle(plain.window);
+    EXPECT_EQ(ax.string(w, Attr::title), "Résumé — draft × 2");
+    EXPECT_FALSE(ax.boolean(w, Attr::minimized));
+    EXPECT_FALSE(ax.boolean(w, Attr::fullScreen));
+    // Both are real values, not failures folded into false.
+    EXPECT_TRUE(server->copyAttribute(w, Attr::minimized));
+    EXPECT_TRUE(server->copyAttribute(w, Attr::fullScreen));
+
+    const uint32_t add = 1;
+    sendToRoot(*desktop, plain.window, "_NET_WM_STATE",
+               {add, atomNamed(*desktop, "_NET_WM_STATE_FULLSCREEN"), 0, 2});
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax.boolean(w, Attr::fullScreen); }));
+    sendToRoot(*desktop, plain.window, "_NET_WM_STATE",
+               {0, atomNamed(*desktop, "_NET_WM_STATE_FULLSCREEN"), 0, 2});
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return !ax.boolean(w, Attr::fullScreen); }));
+
+    // Iconify the ICCCM way; the window manager marks it hidden.
+    sendToRoot(*desktop, plain.window, "WM_CHANGE_STATE", {XCB_ICCCM_WM_STATE_ICONIC});
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax.boolean(w, Attr::minimized); }));
+}
+
+TEST_F(X11WindowServerTest, SizeOfAFixedSizeWindowIsNotSettable) {
+    auto fixed = client({"--kind", "fixed", "--geometry", "300x200+100+100"});
+    AX ax(*server);
+    WindowHandle w = handle(fixed.window);
+    EXPECT_TRUE(ax.isSettable(w, Attr::position));
+    EXPECT_FALSE(ax.isSettable(w, Attr::size));
+    EXPECT_FALSE(ax.isSettable(w, Attr::title));
+}
+
+TEST_F(X11WindowServerTest, LeavesTheWindowManagersMaximizedStateToResize) {
+    auto plain = client({"--geometry", "640x480+200+150"});
+    AX ax(*server);
+    WindowHandle w = handle(plain.window);
+    sendToRoot(*desktop, plain.window, "_NET_WM_STATE",
+               {1, atomNamed(*desktop, "_NET_WM_STATE_MAXIMIZED_VERT"),
+                atomNamed(*desktop, "_NET_WM_STATE_MAXIMIZED_HORZ"), 2});
+    ASSERT_TRUE(TestDesktop::waitUntil([&] {
+        auto f = ax.frame(w);
+        return f && f->width == 1920;
+    }));
+
+    EXPECT_TRUE(ax.set(w, Attr::size, Size{900, 600}));
+    EXPECT_TRUE(ax.set(w, Attr::position, Point{30, 40}));
+    EXPECT_EQ(ax.frame(w), (Rect{30, 40, 900, 600}));
+}
+
+TEST_F(X11WindowServerTest, XtermSizesItselfInCharacterCells) {
+    auto xterm = desktop->startXterm("cells", "80x24+100+100");
+    ASSERT_TRUE(xterm);
+    AX ax(*server);
+    WindowHandle w = handle(xterm->window);
+    auto before = ax.frame(w);
+    ASSERT_TRUE(before);
+    ASSERT_TRUE(ax.isSettable(w, Attr::size));
+
+    xcb_size_hints_t hints{};
+    ASSERT_TRUE(xcb_icccm_get_wm_normal_hints_reply(
+        desktop->probe(), xcb_icccm_get_wm_normal_hints(desktop->probe(), xterm->window), &hints,
+        nullptr));
+    ASSERT_TRUE(hints.flags & XCB_ICCCM_SIZE_HINT_P_RESIZE_INC);
+    ASSERT_GT(hints.width_inc, 1);
+    ASSERT_GT(hints.height_inc, 1);
+
+    Size asked{before->width + 5 * hints.width_inc + hints.width_inc / 2,
+               before->height + 3 * hints.height_inc + hints.height_inc / 2};
+    EXPECT_TRUE(ax.set(w, Attr::size, asked));
+    auto after = ax.frame(w);
+    ASSERT_TRUE(after);
+    // Whole cells only: the half cell asked for is dropped.
+    EXPECT_EQ(after->width, before->width + 5 * hints.width_inc);
+    EXPECT_EQ(after->height, before->height + 3 * hints.height_inc);
+}
+
+TEST_F(X11WindowServerTest, AVanishedWindowHasNoValueAndPrintsNothing) {
+    auto plain = client({"--geometry", "640x480+200+150"});
+    WindowHandle w = handle(plain.window);
+    AX ax(*server);
+    ASSERT_TRUE(ax.frame(w));
+    desktop->stop(plain.pid);
+    ASSERT_TRUE(TestDesktop::waitUntil([&] { return !desktop->isManaged(plain.window); }));
+
+    ::testing::internal::CaptureStderr();
+    ::testing::internal::CaptureStdout();
+    for (auto attribute : {Attr::role, Attr::subrole, Attr::minimized, Attr::fullScreen,
+                           Attr::position, Attr::size, Attr::title}) {
+        EXPECT_FALSE(server->copyAttribute(w, attribute)) << attribute;
+    }
+    EXPECT_FALSE(ax.frame(w));
+    EXPECT_FALSE(ax.set(w, Attr::position, Point{0, 0}));
+    EXPECT_FALSE(ax.set(w, Attr::size, Size{800, 600}));
+    EXPECT_FALSE(ax.isSettable(w, Attr::position));
+    EXPECT_FALSE(ax.isSettable(w, Attr::size));
+    EXPECT_FALSE(ax.pid(w));
+    EXPECT_THAT(ax.windows(plain.pid), IsEmpty());
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
+// The project's misbehaving clients do what the end-to-end tests rely on.
+TEST_F(X11WindowServerTest, OvershootingAndFightingClientsMisbehaveAsDesigned) {
+    auto overshoot = client({"--kind", "overshoot", "--geometry", "400x300+0+0"});
+    auto fighting =
+        client({"--kind", "fighting", "--geometry", "400x300+600+0", "--fight-delay", "200"});
+    AX ax(*server);
+    WindowHandle o = handle(overshoot.window), f = handle(fighting.window);
+
+    EXPECT_TRUE(ax.set(o, Attr::size, Size{800, 600}));
+    EXPECT_TRUE(TestDesktop::waitUntil([&] {
+        return ax.size(o, Attr::size) == Size{807, 607};
+    })) << "overshooting client ended at "
+        << ax.size(o, Attr::size)->width;
+
+    auto original = ax.frame(f);
+    ASSERT_TRUE(original);
+    EXPECT_TRUE(ax.set(f, Attr::size, Size{900, 700}));
+    EXPECT_EQ(ax.size(f, Attr::size), (Size{900, 700}));
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax.frame(f) == original; }));
 }
 
 }  // namespace
