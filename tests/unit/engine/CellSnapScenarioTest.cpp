@@ -1,0 +1,100 @@
+// Stories of applications that size their windows in character cells: learnt, remembered and
+// accepted as filling.
+
+#include <gtest/gtest.h>
+
+#include "fakes/EngineHarness.h"
+
+namespace mavo::test {
+namespace {
+
+const std::string kTerm = "org.example.term";
+// What a terminal with 9×18 cells and a 2×24 border settles on for the 1920×1055 visible frame.
+const Rect kCellFit{0, 25, 1919, 1050};
+
+TEST(CellSnapScenario, TerminalIsLearntAcceptedAsFillingAndRemembered) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp(kTerm);
+    auto w = h.addWindow(pid, "bash", {300, 200, 700, 500});
+    h.server.setResizeBehaviour(w, ResizeBehaviour::cells(9, 18, 2, 24));
+    h.tick();
+
+    EXPECT_EQ(h.frame(w), kCellFit);
+    EXPECT_EQ(h.logLines(), (std::vector<std::string>{
+                                "learned cell-snap app: org.example.term",
+                                "apply \"bash\" target=(0.0,25.0 1920.0×1055.0) achieved=(0.0,25.0 "
+                                "1919.0×1050.0) Δw=1.0 Δh=5.0 iters=0 mem=false"}));
+    EXPECT_EQ(h.defaults.strings("cellSnapApps"),
+              (std::vector<std::string>{"com.apple.Terminal", "com.googlecode.iterm2", kTerm}));
+    EXPECT_TRUE(h.engine->cellSnapAppsSnapshot().count(kTerm));
+    EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
+
+    // Once its own write has aged, the near miss is accepted as a fit and remembered.
+    h.server.clearWrites();
+    for (int i = 0; i < 5; ++i) h.step();
+    EXPECT_EQ(h.server.writeCount(), 0u);
+    EXPECT_EQ(h.engine->bestFitFor(kTerm, kPrimaryVisibleAX), kCellFit);
+    EXPECT_EQ(h.logLines().size(), 2u);
+
+    // A second window is asked for the size the application accepted last time.
+    size_t mark = h.logMark();
+    auto second = h.addWindow(pid, "top", {300, 200, 700, 500});
+    h.server.setResizeBehaviour(second, ResizeBehaviour::cells(9, 18, 2, 24));
+    h.step();
+    EXPECT_EQ(h.server.sizeWrites(second), (std::vector<Size>{{1919, 1050}}));
+    EXPECT_EQ(h.linesSince(mark),
+              (std::vector<std::string>{"apply \"top\" target=(0.0,25.0 1920.0×1055.0) "
+                                        "achieved=(0.0,25.0 1919.0×1050.0) Δw=1.0 Δh=5.0 "
+                                        "iters=0 mem=true"}));
+}
+
+TEST(CellSnapScenario, LearningSurvivesARelaunch) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp(kTerm);
+    auto w = h.addWindow(pid, "bash", {300, 200, 700, 500});
+    h.server.setResizeBehaviour(w, ResizeBehaviour::cells(9, 18, 2, 24));
+    h.tick();
+    ASSERT_EQ(h.frame(w), kCellFit);
+
+    h.relaunch();
+    EXPECT_TRUE(h.engine->cellSnapAppsSnapshot().count(kTerm));
+    size_t mark = h.logMark();
+    h.tick();  // first sight of a window already at a cell fit: nothing to do
+    h.step();
+    EXPECT_EQ(h.server.writesTo(w).size(), 3u);  // only the first launch's apply
+    EXPECT_TRUE(h.linesSince(mark).empty());
+    EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
+    EXPECT_EQ(h.engine->bestFitFor(kTerm, kPrimaryVisibleAX), kCellFit);
+}
+
+TEST(CellSnapScenario, BuiltInTerminalsAreAcceptedWithoutLearning) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp("com.apple.Terminal");
+    auto w = h.addWindow(pid, "zsh", {2, 27, 1910, 1040});  // 10 and 13 points short
+    h.tick();
+    h.step();
+    h.step();
+    EXPECT_EQ(h.server.writeCount(), 0u);
+    EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
+    EXPECT_FALSE(h.defaults.object("cellSnapApps").has_value());
+
+    // More than 48 points short is not a cell fit: maximized.
+    auto loose = h.addWindow(pid, "loose", {2, 27, 1860, 1040});
+    h.step();
+    EXPECT_EQ(h.server.sizeWrites(loose).size(), 1u);
+}
+
+TEST(CellSnapScenario, OrdinaryAppNearMissIsNotACellFit) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp("com.example.editor");
+    auto w = h.addWindow(pid, "Doc", {2, 27, 1910, 1040});
+    h.tick();
+    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+}
+
+}  // namespace
+}  // namespace mavo::test
