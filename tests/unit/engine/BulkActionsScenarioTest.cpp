@@ -1,0 +1,123 @@
+// Stories of the two menu actions that make the engine start over on every window.
+
+#include <gtest/gtest.h>
+
+#include "fakes/EngineHarness.h"
+
+namespace mavo::test {
+namespace {
+
+const std::string kEditor = "com.example.editor";
+
+std::vector<ScreenInfo> bothDisplays() {
+    return {primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")};
+}
+
+PlacementRecord record(const std::string& uuid) {
+    return PlacementRecord{uuid, {0.1, 0.1, 0.5, 0.5}, 1000, std::nullopt, std::nullopt};
+}
+
+TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
+    EngineHarness h(bothDisplays());
+    h.launch();
+    int32_t editor = h.addApp(kEditor);
+    auto doc = h.addWindow(editor, "Doc", {200, 150, 800, 600});
+    int32_t term = h.addApp("org.example.term");
+    auto shell = h.addWindow(term, "bash", {300, 200, 700, 500});
+    h.server.setResizeBehaviour(shell, ResizeBehaviour::cells(9, 18, 2, 24));
+    h.tick();
+    h.step(2.5);  // the terminal's cell fit is remembered
+    ASSERT_TRUE(h.engine->bestFitFor("org.example.term", kPrimaryVisibleAX));
+
+    h.handMoveAndSettle(doc, {144, 25, 1632, 1055});
+    h.store->put("EXT+PRIMARY|com.example.viewer|", record("EXT"));
+    h.store->put("PRIMARY|com.example.editor|", record("PRIMARY"));  // made on the laptop alone
+    h.store->put("EXT+PRIMARYX|com.example.editor|", record("PRIMARY"));
+    ASSERT_EQ(h.store->count(), 4u);
+
+    size_t mark = h.logMark();
+    h.engine->maximizeAllNow();
+    h.engine->drain();
+
+    EXPECT_FALSE(h.store->get("EXT+PRIMARY|com.example.editor|"));
+    EXPECT_FALSE(h.store->get("EXT+PRIMARY|com.example.viewer|"));
+    EXPECT_TRUE(h.store->get("PRIMARY|com.example.editor|"));
+    EXPECT_TRUE(h.store->get("EXT+PRIMARYX|com.example.editor|"));
+    EXPECT_EQ(h.frame(doc), kPrimaryVisibleAX);
+    auto s = h.state(doc);
+    EXPECT_FALSE(s->rememberedTarget);
+    EXPECT_EQ(s->reassertStamps.size(), 1u);  // a fresh state
+    EXPECT_EQ(h.linesSince(mark),
+              (std::vector<std::string>{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
+                                        "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
+                                        "iters=0 mem=false"}));
+    // What applications accept is not forgotten.
+    EXPECT_TRUE(h.engine->bestFitFor("org.example.term", kPrimaryVisibleAX));
+
+    h.store->flushNow();
+    auto file = h.placementFile();
+    ASSERT_TRUE(file.has_value());
+    EXPECT_EQ((*file)["records"].size(), 2u);
+    EXPECT_TRUE((*file)["records"].contains("PRIMARY|com.example.editor|"));
+}
+
+TEST(BulkActionsScenario, BulkActionWhilePausedRunsOneFullPass) {
+    EngineHarness h;
+    h.launch();
+    h.engine->setPaused(true);
+    auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
+    h.tick();
+    h.step();
+    EXPECT_EQ(h.server.writeCount(), 0u);
+    EXPECT_EQ(h.engine->trackedWindowCount(), 0u);
+
+    h.engine->reevaluateAll();
+    h.engine->drain();
+    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+    EXPECT_EQ(h.engine->trackedWindowCount(), 1u);
+
+    // Still paused: the timer's ticks do nothing.
+    h.server.setFrame(w, {300, 200, 800, 600});
+    for (int i = 0; i < 4; ++i) h.step();
+    EXPECT_EQ(h.frame(w), (Rect{300, 200, 800, 600}));
+
+    h.engine->maximizeAllNow();
+    h.engine->drain();
+    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+}
+
+TEST(BulkActionsScenario, ReevaluateAllMeetsEveryWindowAfresh) {
+    EngineHarness h({makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600)});
+    h.launch();
+    h.engine->setFocusSizeBigDisplays(false);
+    int32_t pid = h.addApp("com.example.reader");
+    auto w = h.addWindow(pid, "Article", {100, 100, 800, 600});
+    auto half = h.addWindow(pid, "Half", {0, 25, 1280, 1415});
+    h.tick();
+    EXPECT_EQ(h.frame(w), (Rect{0, 25, 2560, 1415}));
+
+    // The menu turns the focus size on and asks for a fresh look.
+    h.engine->setFocusSizeBigDisplays(true);
+    h.engine->reevaluateAll();
+    h.engine->drain();
+    EXPECT_EQ(h.frame(w)->width, 1280);
+    EXPECT_EQ(h.events.count("focus_sized"), 1);
+    // A window in a zone is still the user's.
+    EXPECT_EQ(h.frame(half), (Rect{0, 25, 1280, 1415}));
+    EXPECT_EQ(h.state(half)->disposition, Disposition::userArranged);
+}
+
+TEST(BulkActionsScenario, BulkActionsHoldTheEngineWeakly) {
+    for (int i = 0; i < 30; ++i) {
+        EngineHarness h;
+        h.launch();
+        h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
+        h.engine->maximizeAllNow();
+        h.engine->reevaluateAll();
+        h.engine->noteDisplayConfigChange();
+        h.engine.reset();  // gone before, during or after its blocks run
+    }
+}
+
+}  // namespace
+}  // namespace mavo::test
