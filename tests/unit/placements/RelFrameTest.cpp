@@ -64,6 +64,11 @@ TEST(RelFrame, AbsoluteClampsSizeToBetweenOnePointAndTheVisibleFrame) {
     Rect negative = PlacementStore::absolute({0, 0, -0.4, 0.0005}, kVisible);
     EXPECT_EQ(negative.width, 1.0);
     EXPECT_EQ(negative.height, 1.0);
+
+    // Narrower than one point: the floor comes first, then the visible size caps it.
+    Rect sliver = PlacementStore::absolute({0, 0, 0.0, 0.0}, {10, 20, 0.5, 0.25});
+    EXPECT_EQ(sliver.width, 0.5);
+    EXPECT_EQ(sliver.height, 0.25);
 }
 
 TEST(RelFrame, AbsoluteKeepsTheOriginInsideWithTheFarEdgeWinning) {
