@@ -1,0 +1,98 @@
+// The engine's small value rules: best-fit keys, window identity, the rectangle notation of the
+// log and placement keys.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <unordered_set>
+
+#include "engine/EngineTypes.h"
+#include "engine/PlacementKey.h"
+#include "engine/RectStr.h"
+#include "fakes/EngineHarness.h"
+
+namespace mavo::test {
+namespace {
+
+TEST(BestFitKeyTest, RoundsHalvesAwayFromZero) {
+    auto k = BestFitKey::make("app", {10.5, 20.5, 799.5, 600.49});
+    EXPECT_EQ(k, (BestFitKey{"app", 11, 21, 800, 600}));
+    auto n = BestFitKey::make("app", {-10.5, -0.5, -0.49, 2.5});
+    EXPECT_EQ(n, (BestFitKey{"app", -11, -1, 0, 3}));
+    EXPECT_NE(BestFitKey::make("app", {0, 0, 1, 1}), BestFitKey::make("other", {0, 0, 1, 1}));
+    // Frames that round alike share one memory slot.
+    BestFitKeyHash hash;
+    EXPECT_EQ(hash(BestFitKey::make("a", {0.4, 0, 100.2, 50})),
+              hash(BestFitKey::make("a", {-0.4, 0, 99.6, 50})));
+}
+
+TEST(BestFitKeyDeathTest, NonFiniteOrHugeValuesStopTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    double nan = std::numeric_limits<double>::quiet_NaN();
+    double inf = std::numeric_limits<double>::infinity();
+    EXPECT_DEATH(BestFitKey::make("a", {nan, 0, 1, 1}), "");
+    EXPECT_DEATH(BestFitKey::make("a", {0, -inf, 1, 1}), "");
+    EXPECT_DEATH(BestFitKey::make("a", {0, 0, 9.3e18, 1}), "");
+    EXPECT_EQ(roundedInt64(-9.2e18), static_cast<int64_t>(-9.2e18));
+}
+
+TEST(WindowKeyTest, SameWindowThroughTwoHandlesIsOneKey) {
+    WindowKey a{WindowHandle{42, std::make_shared<int>(1)}};
+    WindowKey b{WindowHandle{42, std::make_shared<int>(2)}};
+    WindowKey c{WindowHandle{43, nullptr}};
+    EXPECT_EQ(a, b);
+    EXPECT_FALSE(a == c);
+    std::unordered_set<WindowKey, WindowKeyHash> set{a, b, c};
+    EXPECT_EQ(set.size(), 2u);
+}
+
+TEST(RectStrTest, OneDecimalAndTheMultiplicationSign) {
+    EXPECT_EQ(rectStr({0, 25, 1440, 875}), "(0.0,25.0 1440.0×875.0)");
+    EXPECT_EQ(rectStr({-1920, -0.25, 364.84, 1e4}), "(-1920.0,-0.2 364.8×10000.0)");
+    EXPECT_EQ(shortestDecimal(1.2), "1.2");
+    EXPECT_EQ(shortestDecimal(2.0), "2");
+}
+
+TEST(PlacementKeyTest, TitleCountsOnlyWithTwoOrMoreWindows) {
+    EXPECT_EQ(placementKeyFor("A+B", "com.x", 1, "Report"), "A+B|com.x|");
+    EXPECT_EQ(placementKeyFor("A+B", "com.x", 0, "Report"), "A+B|com.x|");
+    EXPECT_EQ(placementKeyFor("A+B", "com.x", 2, "Report"), "A+B|com.x|report");
+    EXPECT_FALSE(placementKeyFor("A+B", "", 2, "Report"));
+    EXPECT_FALSE(placementKeyFor("", "com.x", 2, "Report"));
+}
+
+TEST(PlacementKeyTest, EditedMarkIsCutCaseInsensitively) {
+    EXPECT_EQ(placementKeyFor("S", "b", 2, "Report — Edited"),
+              placementKeyFor("S", "b", 2, "report"));
+    EXPECT_EQ(normalizedPlacementTitle("Report — EDITED"), "report");
+    EXPECT_EQ(normalizedPlacementTitle("Draft — Edited copy — Edited"), "draft");
+    EXPECT_EQ(normalizedPlacementTitle("Report - Edited"), "report - edited");  // a plain hyphen
+    EXPECT_EQ(normalizedPlacementTitle("Report —Edited"), "report —edited");
+    EXPECT_EQ(normalizedPlacementTitle("— Edited"), "— edited");  // nothing before the mark
+}
+
+TEST(PlacementKeyTest, TitleIsLowercasedAndTrimmedInEveryScript) {
+    EXPECT_EQ(normalizedPlacementTitle("  My  Doc\n\t"), "my  doc");
+    EXPECT_EQ(normalizedPlacementTitle("\u00a0\u2003Notes\u3000"), "notes");
+    EXPECT_EQ(normalizedPlacementTitle("ÜBER Ärger — Edited"), "über ärger");
+    EXPECT_EQ(normalizedPlacementTitle("ΣΟΦΙΑ"), "σοφια");
+    EXPECT_EQ(normalizedPlacementTitle(""), "");
+    EXPECT_EQ(normalizedPlacementTitle(" \n "), "");
+    // Bytes that are not UTF-8 are kept as they are.
+    EXPECT_EQ(normalizedPlacementTitle("A\xff"
+                                       "B"),
+              "a\xff"
+              "b");
+}
+
+TEST(PlacementKeyTest, EngineKeysWithTheCurrentDisplays) {
+    EngineHarness h({rightOf(primary1080("B"), 1920, 1080, "A"), primary1080("B")});
+    h.launch();
+    EXPECT_EQ(h.engine->placementKey("com.x", 2, " Report — Edited "), "A+B|com.x|report");
+    h.setScreens({});
+    EXPECT_FALSE(h.engine->placementKey("com.x", 2, "Report"));
+}
+
+}  // namespace
+}  // namespace mavo::test
