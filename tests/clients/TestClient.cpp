@@ -4,13 +4,16 @@
 //   mavo_test_client [--kind plain|fixed|overshoot|fighting|dock] [--title T] [--class C]
 //                    [--instance I] [--geometry WxH+X+Y] [--type normal|dialog|utility|none]
 //                    [--transient-for WINDOW] [--no-pid] [--strut-top N] [--overshoot N]
-//                    [--fight-delay MS]
+//                    [--fight-delay MS] [--no-class] [--skip-taskbar] [--extra-windows N]
 //
 // plain      an ordinary resizable window
 // fixed      minimum size = maximum size, so the window manager will not resize it
 // overshoot  whenever someone else sizes it to W×H, asks to be N pixels larger in each direction
 // fighting   after being resized by someone else, restores its own geometry FIGHT-DELAY ms later
 // dock       a panel: _NET_WM_WINDOW_TYPE_DOCK with a top strut as tall as the window
+//
+// --extra-windows adds that many plain windows of the same class to the process; --no-class
+// leaves WM_CLASS unset; --skip-taskbar asks to be left out of task bars.
 //
 // Once the window is mapped the client prints "window 0x<id>" on standard output.
 
@@ -45,6 +48,9 @@ struct Options {
     int strutTop = -1;
     int overshoot = 7;
     int fightDelayMs = 300;
+    bool setClass = true;
+    bool skipTaskbar = false;
+    int extraWindows = 0;
 };
 
 [[noreturn]] void usage(const char* message) {
@@ -85,6 +91,12 @@ Options parse(int argc, char** argv) {
             o.overshoot = std::atoi(value().c_str());
         } else if (arg == "--fight-delay") {
             o.fightDelayMs = std::atoi(value().c_str());
+        } else if (arg == "--no-class") {
+            o.setClass = false;
+        } else if (arg == "--skip-taskbar") {
+            o.skipTaskbar = true;
+        } else if (arg == "--extra-windows") {
+            o.extraWindows = std::atoi(value().c_str());
         } else {
             usage(("unknown option " + arg).c_str());
         }
@@ -132,30 +144,27 @@ void configure(xcb_connection_t* c, xcb_window_t w, std::optional<std::pair<int,
     xcb_flush(c);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    Options o = parse(argc, argv);
-    int screenNumber = 0;
-    xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
-    if (xcb_connection_has_error(c)) usage("cannot open the display");
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
-    for (int i = 0; i < screenNumber; ++i) xcb_screen_next(&it);
-    xcb_screen_t* screen = it.data;
-
+xcb_window_t createWindow(xcb_connection_t* c, xcb_screen_t* screen, const Options& o,
+                          const std::string& kind, int x, int y) {
     xcb_window_t w = xcb_generate_id(c);
     uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK;
     uint32_t values[] = {screen->white_pixel,
                          XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, w, screen->root, int16_t(o.x), int16_t(o.y),
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, w, screen->root, int16_t(x), int16_t(y),
                       uint16_t(o.width), uint16_t(o.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       screen->root_visual, mask, values);
 
     xcb_atom_t utf8 = atom(c, "UTF8_STRING");
     setText(c, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, o.title);
     setText(c, w, atom(c, "_NET_WM_NAME"), utf8, o.title);
-    std::string wmClass = o.instance + '\0' + o.wmClass + '\0';
-    setText(c, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, wmClass);
+    if (o.setClass) {
+        std::string wmClass = o.instance + '\0' + o.wmClass + '\0';
+        setText(c, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, wmClass);
+    }
+    if (o.skipTaskbar) {
+        setCardinals(c, w, atom(c, "_NET_WM_STATE"), XCB_ATOM_ATOM,
+                     {atom(c, "_NET_WM_STATE_SKIP_TASKBAR")});
+    }
     char host[256] = {};
     gethostname(host, sizeof host - 1);
     setText(c, w, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, host);
@@ -163,19 +172,17 @@ int main(int argc, char** argv) {
         setCardinals(c, w, atom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, {uint32_t(getpid())});
 
     xcb_size_hints_t hints{};
-    xcb_icccm_size_hints_set_position(&hints, 1, o.x, o.y);
+    xcb_icccm_size_hints_set_position(&hints, 1, x, y);
     xcb_icccm_size_hints_set_size(&hints, 1, o.width, o.height);
-    if (o.kind == "fixed") {
+    if (kind == "fixed") {
         xcb_icccm_size_hints_set_min_size(&hints, o.width, o.height);
         xcb_icccm_size_hints_set_max_size(&hints, o.width, o.height);
     }
     xcb_icccm_set_wm_normal_hints(c, w, &hints);
 
-    xcb_atom_t protocols = atom(c, "WM_PROTOCOLS");
-    xcb_atom_t deleteWindow = atom(c, "WM_DELETE_WINDOW");
-    setCardinals(c, w, protocols, XCB_ATOM_ATOM, {deleteWindow});
+    setCardinals(c, w, atom(c, "WM_PROTOCOLS"), XCB_ATOM_ATOM, {atom(c, "WM_DELETE_WINDOW")});
 
-    std::string type = o.kind == "dock" ? "dock" : o.type;
+    std::string type = kind == "dock" ? "dock" : o.type;
     xcb_atom_t typeProperty = atom(c, "_NET_WM_WINDOW_TYPE");
     if (type == "normal") {
         setCardinals(c, w, typeProperty, XCB_ATOM_ATOM, {atom(c, "_NET_WM_WINDOW_TYPE_NORMAL")});
@@ -191,13 +198,34 @@ int main(int argc, char** argv) {
     if (o.transientFor != XCB_WINDOW_NONE) {
         setCardinals(c, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, {o.transientFor});
     }
-    if (o.kind == "dock") {
+    if (kind == "dock") {
         uint32_t top = uint32_t(o.strutTop >= 0 ? o.strutTop : o.y + o.height);
         setCardinals(c, w, atom(c, "_NET_WM_STRUT_PARTIAL"), XCB_ATOM_CARDINAL,
                      {0, 0, top, 0, 0, 0, 0, 0, uint32_t(o.x), uint32_t(o.x + o.width - 1), 0, 0});
         setCardinals(c, w, atom(c, "_NET_WM_STRUT"), XCB_ATOM_CARDINAL, {0, 0, top, 0});
     }
 
+    return w;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options o = parse(argc, argv);
+    int screenNumber = 0;
+    xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
+    if (xcb_connection_has_error(c)) usage("cannot open the display");
+    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber; ++i) xcb_screen_next(&it);
+    xcb_screen_t* screen = it.data;
+
+    xcb_atom_t protocols = atom(c, "WM_PROTOCOLS");
+    xcb_atom_t deleteWindow = atom(c, "WM_DELETE_WINDOW");
+    xcb_window_t w = createWindow(c, screen, o, o.kind, o.x, o.y);
+    for (int i = 1; i <= o.extraWindows; ++i) {
+        xcb_window_t extra = createWindow(c, screen, o, "plain", o.x + 40 * i, o.y + 40 * i);
+        xcb_map_window(c, extra);
+    }
     xcb_map_window(c, w);
     xcb_flush(c);
 

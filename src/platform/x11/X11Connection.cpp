@@ -102,6 +102,11 @@ bool X11Connection::initialise() {
     wakeWindow_ = xcb_generate_id(conn_);
     xcb_create_window(conn_, XCB_COPY_FROM_PARENT, wakeWindow_, root_, -10, -10, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    sentinelWindow_ = xcb_generate_id(conn_);
+    uint32_t propertyEvents = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(conn_, XCB_COPY_FROM_PARENT, sentinelWindow_, root_, -10, -10, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK,
+                      &propertyEvents);
     xcb_flush(conn_);
 
     eventFd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
@@ -165,6 +170,16 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
     if (type == 0) {
         noteError(reinterpret_cast<xcb_generic_error_t*>(event));
         return;
+    }
+    if (type == XCB_PROPERTY_NOTIFY) {
+        auto* property = reinterpret_cast<xcb_property_notify_event_t*>(event);
+        if (property->window == sentinelWindow_) {
+            std::lock_guard<std::mutex> guard(lock_);
+            sentinel_.seen = true;
+            sentinel_.lastSequence = event->full_sequence;
+            watchChanged_.notify_all();
+            return;
+        }
     }
     if (type == XCB_CONFIGURE_NOTIFY || type == XCB_DESTROY_NOTIFY) {
         xcb_window_t window = type == XCB_CONFIGURE_NOTIFY
@@ -300,6 +315,31 @@ bool X11Connection::ConfigureWatch::waitAfter(uint32_t sequence,
         const WatchState& state = connection_.watches_[window_];
         return state.seen && sequenceAtOrAfter(state.lastSequence, sequence);
     }) && connection_.alive_;
+}
+
+bool X11Connection::windowManagerRoundTrip(std::chrono::steady_clock::time_point deadline) {
+    xcb_ewmh_connection_t* ewmh = &ewmh_;
+    auto supported =
+        propertyReply(*this, requestProperty(*this, root_, ewmh->_NET_SUPPORTED, XCB_ATOM_ATOM));
+    if (!supported || !*supported) return false;
+    auto atoms = cardinals(supported->get());
+    if (std::find(atoms.begin(), atoms.end(), ewmh->_NET_REQUEST_FRAME_EXTENTS) == atoms.end()) {
+        return false;
+    }
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = sentinelWindow_;
+    message.type = ewmh->_NET_REQUEST_FRAME_EXTENTS;
+    auto cookie = xcb_send_event(
+        conn_, 0, root_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+        reinterpret_cast<const char*>(&message));
+    xcb_flush(conn_);
+    std::unique_lock<std::mutex> guard(lock_);
+    return watchChanged_.wait_until(guard, deadline, [&] {
+        return !alive_ ||
+               (sentinel_.seen && sequenceAtOrAfter(sentinel_.lastSequence, cookie.sequence));
+    }) && alive_;
 }
 
 void X11Connection::noteError(const xcb_generic_error_t* error) {

@@ -123,6 +123,12 @@ class X11Connection {
         xcb_window_t window_;
     };
 
+    // Waits until the window manager has handled every client message this connection sent
+    // before the call: it asks the window manager for the frame extents of a private window
+    // (_NET_REQUEST_FRAME_EXTENTS) and waits for the answer, which comes in order. False when the
+    // window manager does not offer the request or does not answer before the deadline.
+    bool windowManagerRoundTrip(std::chrono::steady_clock::time_point deadline);
+
     // Every X error the backend meets comes through here: errors of vanished windows are
     // expected and dropped; in strict mode the others are recorded. Frees nothing.
     void noteError(const xcb_generic_error_t* error);
@@ -149,6 +155,7 @@ class X11Connection {
     X11Atoms atoms_;
     xcb_window_t root_ = XCB_WINDOW_NONE;
     xcb_window_t wakeWindow_ = XCB_WINDOW_NONE;
+    xcb_window_t sentinelWindow_ = XCB_WINDOW_NONE;  // asked about in round trips
     int screenNumber_;
     uint8_t randrFirstEvent_ = 0;
     bool hasXRes_ = false;
@@ -161,6 +168,7 @@ class X11Connection {
     mutable std::mutex lock_;  // guards everything below
     std::condition_variable watchChanged_;
     std::map<xcb_window_t, WatchState> watches_;
+    WatchState sentinel_;  // the window manager's answers about the sentinel window
     std::map<xcb_window_t, uint32_t> selected_;
     std::deque<std::vector<uint8_t>> queue_;
     std::vector<X11EventListener*> listeners_;

@@ -204,6 +204,7 @@ bool X11WindowServer::leaveMaximizedState(xcb_window_t window) {
         ewmh->_NET_WM_STATE_MAXIMIZED_VERT, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ,
         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
     xcb_flush(x11_.xcb());
+    x11_.windowManagerRoundTrip(deadline);
     watch.waitAfter(cookie.sequence, deadline);
     return true;
 }
@@ -220,6 +221,10 @@ void X11WindowServer::moveResize(xcb_window_t window, uint32_t flags, int32_t x,
         static_cast<uint32_t>(y), static_cast<uint32_t>(std::max(width, 1)),
         static_cast<uint32_t>(std::max(height, 1)));
     xcb_flush(x11_.xcb());
+    // Once the window manager has handled the request (the round trip), the server holds the new
+    // geometry; the ConfigureNotify covers window managers that configure later or cannot
+    // answer round trips.
+    x11_.windowManagerRoundTrip(deadline);
     watch.waitAfter(cookie.sequence, deadline);
 }
 
@@ -254,10 +259,22 @@ bool X11WindowServer::setSize(const WindowHandle& element, std::string_view attr
         g = geometry(window);
         if (!g) return false;
     }
-    int32_t decorationsW = toPixels(2 * g->border + g->left + g->right);
-    int32_t decorationsH = toPixels(2 * g->border + g->top + g->bottom);
-    moveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_WIDTH | XCB_EWMH_MOVERESIZE_WINDOW_HEIGHT, 0, 0,
-               width - decorationsW, height - decorationsH);
+    // The client size is the frame less the decorations. A window manager may change the
+    // decorations as the window leaves its maximized state, after the geometry already changed:
+    // when the extents used turn out stale, the write is sent again with the new ones.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        int32_t decorationsW = toPixels(2 * g->border + g->left + g->right);
+        int32_t decorationsH = toPixels(2 * g->border + g->top + g->bottom);
+        moveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_WIDTH | XCB_EWMH_MOVERESIZE_WINDOW_HEIGHT, 0,
+                   0, width - decorationsW, height - decorationsH);
+        auto after = geometry(window);
+        if (!after) return true;  // sent; the window went away meanwhile
+        bool sameExtents = after->left == g->left && after->right == g->right &&
+                           after->top == g->top && after->bottom == g->bottom &&
+                           after->border == g->border;
+        if (sameExtents) break;
+        g = after;
+    }
     return true;
 }
 

@@ -308,6 +308,15 @@ void TestDesktop::stop(pid_t pid) {
     }
 }
 
+void TestDesktop::stopServer() {
+    if (probe_) {
+        xcb_disconnect(probe_);
+        probe_ = nullptr;
+    }
+    stop(windowManager_);
+    stop(server_);
+}
+
 void TestDesktop::stopAll() {
     if (probe_) {
         xcb_disconnect(probe_);

@@ -54,6 +54,8 @@ class TestDesktop {
     std::optional<Client> startXterm(const std::string& title, const std::string& geometry);
     // Stops one process this desktop started and waits for it.
     void stop(pid_t pid);
+    // Stops the X server itself, as when a session ends under a running program.
+    void stopServer();
 
     // Whether the window manager lists the window and has given it its frame extents.
     bool isManaged(xcb_window_t window) const;

@@ -1,10 +1,14 @@
 #include <signal.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include <xcb/xcb_icccm.h>
 
 #include "X11Fixture.h"
+#include "platform/x11/X11DisplaySource.h"
 #include "platform/x11/X11WindowServer.h"
 #include "windowaccess/AX.h"
 
@@ -88,13 +92,17 @@ TEST_F(X11WindowServerTest, WritesLandBeforeTheReadBack) {
     ASSERT_TRUE(ax.isSettable(w, Attr::position));
     ASSERT_TRUE(ax.isSettable(w, Attr::size));
 
-    // Position, size, position, each read back at once, as the engine does.
+    // Position, size, position, each read back at once, as the engine does. Each write returns
+    // as soon as the window manager acted, long before the (here generous) timeout.
+    server->setGlobalMessagingTimeout(2.0);
+    auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(ax.set(w, Attr::position, Point{10, 20}));
     EXPECT_EQ(ax.point(w, Attr::position), (Point{10, 20}));
     EXPECT_TRUE(ax.set(w, Attr::size, Size{1000, 700}));
     EXPECT_EQ(ax.frame(w), (Rect{10, 20, 1000, 700}));
     EXPECT_TRUE(ax.set(w, Attr::position, Point{0, 0}));
     EXPECT_EQ(ax.frame(w), (Rect{0, 0, 1000, 700}));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
     // Writing what is already there returns at once and changes nothing.
     EXPECT_TRUE(ax.set(w, Attr::size, Size{1000, 700}));
     EXPECT_EQ(ax.frame(w), (Rect{0, 0, 1000, 700}));
@@ -249,6 +257,52 @@ TEST_F(X11WindowServerTest, OvershootingAndFightingClientsMisbehaveAsDesigned) {
     EXPECT_TRUE(ax.set(f, Attr::size, Size{900, 700}));
     EXPECT_EQ(ax.size(f, Attr::size), (Size{900, 700}));
     EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax.frame(f) == original; }));
+}
+
+// The engine writes on its queue while the main loop reads displays and dispatches events on
+// the same connection.
+TEST_F(X11WindowServerTest, EngineThreadWritesWhileTheMainThreadDispatches) {
+    auto plain = client({"--geometry", "640x480+200+150"});
+    X11DisplaySource displays(*x11);
+    int changes = 0;
+    displays.watchChanges([&] { ++changes; });
+    std::atomic<bool> done{false};
+    std::vector<Rect> wrong;
+    std::thread engine([&] {
+        AX ax(*server);
+        WindowHandle w = handle(plain.window);
+        for (int i = 0; i < 20; ++i) {
+            Rect target{double(10 * i), double(5 * i), double(700 + 10 * i), double(500 + 5 * i)};
+            ax.set(w, Attr::position, target.origin());
+            ax.set(w, Attr::size, target.size());
+            auto frame = ax.frame(w);
+            if (frame != target) wrong.push_back(frame.value_or(Rect{}));
+        }
+        done = true;
+    });
+    pumpUntil(
+        [&] {
+            EXPECT_EQ(displays.screens().size(), 1u);
+            return done.load();
+        },
+        30);
+    engine.join();
+    EXPECT_THAT(wrong, IsEmpty());
+}
+
+TEST_F(X11WindowServerTest, AServerThatGoesAwayLeavesOnlyEmptyAnswers) {
+    auto plain = client({"--geometry", "640x480+200+150"});
+    bool lost = false;
+    x11->setConnectionLostHandler([&] { lost = true; });
+    desktop->stopServer();
+    EXPECT_TRUE(pumpUntil([&] { return lost; }));
+    EXPECT_FALSE(x11->isAlive());
+    AX ax(*server);
+    WindowHandle w = handle(plain.window);
+    EXPECT_FALSE(ax.frame(w));
+    EXPECT_FALSE(ax.set(w, Attr::size, Size{800, 600}));
+    EXPECT_FALSE(server->applicationWindows(plain.pid));
+    EXPECT_TRUE(X11DisplaySource(*x11).screens().empty());
 }
 
 }  // namespace
