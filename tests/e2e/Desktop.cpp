@@ -473,13 +473,13 @@ Desktop::SyncReply Desktop::sync(bool force) {
     return reply;
 }
 
-int Desktop::stopMavo() {
+int Desktop::stopMavo(int signum) {
     if (mavo_ <= 0) return -1;
     pid_t pid = mavo_;
     mavo_ = 0;
     forget(pid);
     if (mavoReaped_) return -1;  // it ended before it was asked to: not an orderly exit
-    ::kill(pid, SIGTERM);
+    ::kill(pid, signum);
     int status = 0;
     if (!waitForExit(pid, 15, &status)) {
         ::kill(pid, SIGKILL);
@@ -487,6 +487,23 @@ int Desktop::stopMavo() {
         return -1;
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int Desktop::waitForMavoExit(double timeoutSeconds) {
+    if (mavo_ <= 0) return -1;
+    if (!waitUntil([&] { return !mavoAlive(); }, timeoutSeconds)) return -1;
+    forget(mavo_);
+    mavo_ = 0;
+    return WIFEXITED(mavoStatus_) ? WEXITSTATUS(mavoStatus_) : -1;
+}
+
+void Desktop::stopServer() {
+    if (conn_) {
+        xcb_disconnect(conn_);
+        conn_ = nullptr;
+    }
+    stop(windowManager_);
+    stop(server_);
 }
 
 std::string Desktop::mavoStderr() const {

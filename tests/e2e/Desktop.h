@@ -106,9 +106,13 @@ class Desktop {
     // Makes the running Mavo tick now and waits for its answer.
     SyncReply sync(bool force = false);
     bool mavoAlive();
-    // SIGTERM, then waits: the exit status, or -1 when it had already died, died of a signal
-    // or hung.
-    int stopMavo();
+    // Sends `signum` (SIGTERM unless told), then waits: the exit status, or -1 when it had
+    // already died, died of a signal or hung.
+    int stopMavo(int signum = 15);
+    // Waits for Mavo to end by itself: its exit status, or -1 when it did not.
+    int waitForMavoExit(double timeoutSeconds);
+    // Stops the X server (and with it the session).
+    void stopServer();
     std::string mavoStderr() const;
 
     std::vector<std::string> diagLines() const;
