@@ -57,10 +57,6 @@ std::string iconThemePath() {
     return "";
 }
 
-Point rootToBottomLeft(Point root, const Rect& primaryInRoot) {
-    return {root.x - primaryInRoot.x, primaryInRoot.maxY() - root.y};
-}
-
 std::shared_ptr<StatusItemController> makeLinuxStatusController(
     const std::shared_ptr<MaximizeEngine>& engine, LinuxTrayServices services) {
     return makeLinuxStatusController(std::make_unique<EngineMenuAdapter>(engine),

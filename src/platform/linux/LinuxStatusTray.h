@@ -49,8 +49,4 @@ std::shared_ptr<StatusItemController> makeLinuxStatusController(std::unique_ptr<
 // copy. "" when none holds them.
 std::string iconThemePath();
 
-// X11 root coordinates (y down) to the bottom-left convention, given the primary monitor's
-// rectangle in root coordinates.
-Point rootToBottomLeft(Point root, const Rect& primaryInRoot);
-
 }  // namespace mavo
