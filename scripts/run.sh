@@ -1,0 +1,121 @@
+#!/usr/bin/env bash
+# Builds Mavo and runs it.
+#
+# With a reachable $DISPLAY, Mavo runs there in the foreground (Ctrl-C ends it the orderly way).
+# Without one (a fresh server, CI) it starts a virtual desktop of its own: Xvfb at 1920×1080 with
+# Openbox, a private session bus, an xterm and two of the project's test windows, then Mavo on
+# it. It prints the diagnostic log as it grows, saves a screenshot of the desktop after a few
+# seconds and prints its path. Ctrl-C stops everything it started. The virtual desktop keeps its
+# settings and placements in a scratch folder, never in the home folder.
+#
+# MAVO_RUN_SECONDS=N stops the virtual desktop by itself after N seconds (for unattended runs).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+
+bash scripts/install-deps.sh
+
+build=$root/build/release
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build" -j "$(nproc)" --target mavo
+mavo=$build/bin/mavo
+
+if [ -n "${DISPLAY:-}" ] && xprop -root >/dev/null 2>&1; then
+    echo "== running Mavo on $DISPLAY (diagnostic log: /tmp/mavo-diag.log; Ctrl-C to quit)"
+    exec "$mavo"
+fi
+if [ -n "${DISPLAY:-}" ]; then
+    echo "== \$DISPLAY=$DISPLAY cannot be reached; starting a virtual desktop instead"
+fi
+# The demo windows besides xterm are the project's own test client.
+client=$build/tests/clients/mavo_test_client
+cmake --build "$build" -j "$(nproc)" --target mavo_test_client >/dev/null 2>&1 ||
+    echo "== (the test client did not build; the desktop gets xterm windows only)"
+
+scratch=$(mktemp -d /tmp/mavo-run.XXXXXX)
+pids=()  # the desktop's programs, in starting order
+mavo_pid=""
+tail_pid=""
+stop_pid() {
+    [ -n "$1" ] || return 0
+    kill -TERM "$1" 2>/dev/null || true
+    wait "$1" 2>/dev/null || true
+}
+cleanup() {
+    trap - INT TERM EXIT
+    echo
+    echo "== stopping the virtual desktop"
+    # Mavo first (it writes its placements on the way out), then the log, the X server last.
+    stop_pid "$mavo_pid"
+    stop_pid "$tail_pid"
+    local i
+    for ((i = ${#pids[@]} - 1; i >= 0; i--)); do stop_pid "${pids[$i]}"; done
+    [ -n "${bus_pid:-}" ] && kill -TERM "$bus_pid" 2>/dev/null || true
+    echo "== settings, placements and logs of this run are in $scratch"
+}
+trap cleanup INT TERM EXIT
+
+echo "== starting Xvfb 1920×1080 with Openbox (files in $scratch)"
+Xvfb -displayfd 3 -screen 0 1920x1080x24 -noreset -nolisten tcp +extension RANDR \
+    3>"$scratch/display" 2>"$scratch/Xvfb.log" &
+pids+=($!)
+for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
+[ -s "$scratch/display" ] || { echo "Xvfb did not start; see $scratch/Xvfb.log"; exit 1; }
+export DISPLAY=":$(head -n1 "$scratch/display")"
+export XDG_CONFIG_HOME=$scratch/config XDG_DATA_HOME=$scratch/data XDG_CACHE_HOME=$scratch/cache
+mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
+
+# A session bus of its own, so the tray item has somewhere to live.
+bus=$(dbus-daemon --session --fork --print-address=1 --print-pid=1 2>"$scratch/dbus.log" || true)
+if [ -n "$bus" ]; then
+    export DBUS_SESSION_BUS_ADDRESS=$(echo "$bus" | sed -n 1p)
+    bus_pid=$(echo "$bus" | sed -n 2p)
+fi
+
+openbox --sm-disable >"$scratch/openbox.log" 2>&1 &
+pids+=($!)
+for _ in $(seq 100); do
+    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q "window id" && break
+    sleep 0.1
+done
+echo "== desktop $DISPLAY is up"
+
+xterm -T "Terminal" -geometry 80x24+120+80 -e sh -c 'echo "Mavo demo terminal"; exec sleep 86400' &
+pids+=($!)
+if [ -x "$client" ]; then
+    "$client" --title "Demo window" --class DemoApp --geometry 640x420+500+300 >/dev/null &
+    pids+=($!)
+    "$client" --kind fixed --title "Fixed-size window" --class FixedApp \
+        --geometry 420x260+1300+700 >/dev/null &
+    pids+=($!)
+else
+    xterm -T "Second terminal" -geometry 60x15+700+400 -e sleep 86400 &
+    pids+=($!)
+fi
+
+echo "== starting Mavo; its diagnostic log follows"
+: >/tmp/mavo-diag.log 2>/dev/null || true
+"$mavo" 2>"$scratch/mavo.log" &
+mavo_pid=$!
+tail -n +1 -F /tmp/mavo-diag.log 2>/dev/null &
+tail_pid=$!
+
+sleep 4
+shot=$scratch/desktop.png
+if import -display "$DISPLAY" -window root "$shot" 2>"$scratch/import.log"; then
+    echo "== screenshot of the desktop: $shot"
+else
+    echo "== the screenshot failed; see $scratch/import.log"
+fi
+
+if ! kill -0 "$mavo_pid" 2>/dev/null; then
+    echo "== Mavo exited:"
+    cat "$scratch/mavo.log"
+    exit 1
+fi
+if [ -n "${MAVO_RUN_SECONDS:-}" ]; then
+    sleep "$MAVO_RUN_SECONDS"
+else
+    echo "== Mavo is running on $DISPLAY; Ctrl-C stops everything"
+    wait "$mavo_pid" || true
+fi
