@@ -5,8 +5,9 @@
 // Threads. XCB is thread-safe: the engine queue and the main thread both send requests and wait
 // for replies on this one connection. Events have exactly one reader, a private event thread
 // started by `open`. That thread settles the backend's own waits itself (a window manager acting
-// on a move or resize, see `ConfigureWatch`), runs the event-thread hooks (key-press times), and
-// queues every other event for the main thread.
+// on a move or resize: `ConfigureWatch`, `windowManagerRoundTrip`), runs the event-thread hooks
+// (key-press times), and queues every other event for the main thread. Waits therefore never
+// depend on the main loop running.
 //
 // Integration with the GLib main loop (the app shell does this once after `open`):
 //
