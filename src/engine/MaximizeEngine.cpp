@@ -46,6 +46,11 @@ void MaximizeEngine::drain() {
     queue_->sync([] {});
 }
 
+void MaximizeEngine::stop() {
+    if (timer_) timer_->cancel();
+    drain();
+}
+
 std::optional<ManagedState> MaximizeEngine::windowState(const WindowHandle& window) {
     std::optional<ManagedState> result;
     queue_->sync([&] {

@@ -84,6 +84,9 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     void tickAndWait(bool force = false);
     // Waits until every block queued on the engine queue so far has run.
     void drain();
+    // Stops the timer and waits for the queue to go idle, so that the engine can be let go of
+    // deterministically (tests). The application never stops its engine.
+    void stop();
 
     // Inspection for tests and diagnostics; each hops onto the engine queue and waits.
     std::optional<ManagedState> windowState(const WindowHandle& window);

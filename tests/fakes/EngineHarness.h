@@ -20,8 +20,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <ostream>
 #include <optional>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -79,7 +79,7 @@ class EngineHarness {
     }
 
     ~EngineHarness() {
-        engine.reset();
+        releaseEngine();
         store.reset();
         Diag::drain();
         std::error_code ec;
@@ -122,10 +122,25 @@ class EngineHarness {
     // Quit and start again: pending placements are written at termination, then a new process
     // reads them with a fresh engine and store. Windows and displays stay as they are.
     MaximizeEngine& relaunch() {
-        engine.reset();
+        releaseEngine();
         store->flushNow();
         store = std::make_unique<PlacementStore>(dir / "Mavo");
         return launch();
+    }
+
+    // Stops the engine's timer, waits for its queue, and lets go of it: it is gone on return.
+    void releaseEngine() {
+        if (engine) engine->stop();
+        engine.reset();
+    }
+
+    // Lets go of the engine while its timer may be running, as a last owner going away would: a
+    // tick in progress keeps it alive until the tick ends, and then it is freed on its own queue.
+    // Waits until it is gone, since it must not outlive the fakes it uses.
+    void dropEngineAndWait() {
+        std::weak_ptr<MaximizeEngine> weak = engine;
+        engine.reset();
+        while (!weak.expired()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 
     // The platform's display list changes, and the screen cache takes its snapshot, as the

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "fakes/EngineHarness.h"
 
 namespace mavo::test {
@@ -115,7 +118,9 @@ TEST(BulkActionsScenario, BulkActionsHoldTheEngineWeakly) {
         h.engine->maximizeAllNow();
         h.engine->reevaluateAll();
         h.engine->noteDisplayConfigChange();
-        h.engine.reset();  // gone before, during or after its blocks run
+        if (i % 2) h.engine->start();
+        std::this_thread::sleep_for(std::chrono::milliseconds(i * 10 % 400));
+        h.dropEngineAndWait();  // gone before, during or after its blocks run
     }
 }
 

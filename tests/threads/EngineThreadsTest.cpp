@@ -1,0 +1,109 @@
+// The menu changes the engine's settings on the main thread while the engine ticks on its own
+// queue: every shared setting goes through the engine's lock, everything else stays on the queue.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "fakes/EngineHarness.h"
+
+namespace mavo::test {
+namespace {
+
+TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
+    EngineHarness h({primary1080(), rightOf(primary1080(), 2560, 1440, "BIG", 0)});
+    h.workspace.addInstalled("com.apple.TextEdit", "TextEdit");
+    h.launch();
+    std::vector<std::string> apps = {"com.example.a", "com.example.b", "com.apple.TextEdit",
+                                     "com.apple.Terminal"};
+    std::vector<WindowHandle> windows;
+    for (const auto& bid : apps) {
+        int32_t pid = h.addApp(bid);
+        windows.push_back(h.addWindow(pid, bid + " 1", {100, 100, 800, 600}));
+        windows.push_back(h.addWindow(pid, bid + " 2", {2100, 100, 900, 700}));
+    }
+    h.server.setResizeBehaviour(windows[1], ResizeBehaviour::fightsBack(1));
+    h.server.setResizeBehaviour(windows[2], ResizeBehaviour::overshoot(3, 2));
+    h.server.setResizeBehaviour(windows[3], ResizeBehaviour::fixedSize());
+    h.engine->start();
+
+    std::atomic<bool> stop{false};
+    // The menu.
+    std::thread menu([&] {
+        int i = 0;
+        while (!stop.load()) {
+            const std::string& bid = apps[i % apps.size()];
+            MaximizeEngine& e = *h.engine;
+            e.toggleExclusion(bid);
+            e.toggleTopCenter(bid);
+            e.toggleMaximizeApp(bid);
+            e.setPaused(i % 7 == 0);
+            e.persistPaused();
+            e.setTopCenterMode(i % 3 != 0);
+            e.persistTopCenterMode();
+            e.setFocusSizeBigDisplays(i % 2 == 0);
+            e.persistFocusSizeBigDisplays();
+            (void)e.excludesBundleID(bid);
+            (void)e.topCentersBundleID(bid);
+            (void)e.maximizesBundleID(bid);
+            (void)e.excludedBundleIDs();
+            (void)e.cannotFillCount();
+            (void)e.windowsMaximizedCount();
+            (void)e.paused();
+            (void)e.topCenterMode();
+            (void)e.focusSizeBigDisplays();
+            if (i % 25 == 0) e.reevaluateAll();
+            if (i % 40 == 0) e.maximizeAllNow();
+            ++i;
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    });
+    // The user's hand and the passing of time.
+    std::thread user([&] {
+        int i = 0;
+        while (!stop.load()) {
+            h.input.press();
+            h.server.setFrame(windows[i % windows.size()], {200.0 + i % 50, 150, 1000, 700});
+            h.input.drag();
+            h.input.release();
+            if (i % 5 == 0) h.input.keyPress();
+            h.clock.advance(0.05);
+            ++i;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    // Displays changing, as the application shell reports them.
+    std::thread displays([&] {
+        int i = 0;
+        while (!stop.load()) {
+            if (i % 2 == 0) {
+                h.setScreens({primary1080()});
+            } else {
+                h.setScreens({primary1080(), rightOf(primary1080(), 2560, 1440, "BIG", 0)});
+            }
+            h.engine->noteDisplayConfigChange();
+            ++i;
+            std::this_thread::sleep_for(std::chrono::milliseconds(40));
+        }
+    });
+    // Forced passes as an end-to-end test would drive them.
+    for (int i = 0; i < 150; ++i) {
+        h.engine->tickAndWait(i % 2 == 0);
+        (void)h.engine->trackedWindowCount();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));  // a few timer ticks too
+    stop.store(true);
+    menu.join();
+    user.join();
+    displays.join();
+    h.engine->drain();
+
+    EXPECT_GE(h.engine->tickCount(), 150);
+    EXPECT_GT(h.engine->windowsMaximizedCount(), 0);
+}
+
+}  // namespace
+}  // namespace mavo::test
