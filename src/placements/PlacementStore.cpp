@@ -1,12 +1,6 @@
 #include "placements/PlacementStore.h"
 
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -14,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/Files.h"
 #include "placements/PlacementFile.h"
 
 namespace mavo {
@@ -41,33 +36,6 @@ std::optional<std::string> readWholeFile(const fs::path& path) {
     data << in.rdbuf();
     if (in.bad()) return std::nullopt;
     return std::move(data).str();
-}
-
-bool writeAll(int fd, const std::string& data) {
-    size_t done = 0;
-    while (done < data.size()) {
-        ssize_t n = ::write(fd, data.data() + done, data.size() - done);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        done += static_cast<size_t>(n);
-    }
-    return true;
-}
-
-// Writes a fresh owner-only temporary file and renames it over the target, so readers see either
-// the old document or the new one, never a torn one.
-bool replaceAtomically(const fs::path& folder, const std::string& data) {
-    fs::path tmp = folder / kTempName;
-    ::unlink(tmp.c_str());  // a stale temporary may carry other permissions
-    int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (fd < 0) return false;
-    bool ok = writeAll(fd, data) && ::fsync(fd) == 0;
-    ok = ::close(fd) == 0 && ok;
-    if (ok) ok = ::rename(tmp.c_str(), (folder / kFileName).c_str()) == 0;
-    if (!ok) ::unlink(tmp.c_str());
-    return ok;
 }
 
 }  // namespace
@@ -99,12 +67,7 @@ fs::path PlacementStore::defaultFolder() {
     // Relative values are invalid per the XDG base-directory rules and are ignored.
     const char* xdg = std::getenv("XDG_DATA_HOME");
     if (xdg && xdg[0] == '/') return fs::path(xdg) / "Mavo";
-    const char* home = std::getenv("HOME");
-    std::string homeDir = home && home[0] ? home : "";
-    if (homeDir.empty()) {
-        if (const passwd* pw = ::getpwuid(::getuid()); pw && pw->pw_dir) homeDir = pw->pw_dir;
-    }
-    return fs::path(homeDir) / ".local" / "share" / "Mavo";
+    return homeDirectory() / ".local" / "share" / "Mavo";
 }
 
 fs::path PlacementStore::filePath() const {
@@ -222,7 +185,8 @@ void PlacementStore::writeLocked(State& s) {
     s.dirty = false;
     auto data = encodePlacementFile(PlacementFileV1{schemaVersion, s.records});
     if (!data) return;
-    if (replaceAtomically(ensureFolder(s.folder), *data)) ++s.writes;
+    const fs::path folder = ensureFolder(s.folder);
+    if (replaceFileAtomically(folder / kFileName, folder / kTempName, *data)) ++s.writes;
 }
 
 std::optional<RelFrame> PlacementStore::relative(const Rect& frame, const Rect& visible) {

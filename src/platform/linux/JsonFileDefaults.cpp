@@ -1,42 +1,17 @@
 #include "platform/linux/JsonFileDefaults.h"
 
-#include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <system_error>
 
+#include "common/Files.h"
+
 namespace mavo {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-fs::path homeDirectory() {
-    if (const char* home = std::getenv("HOME"); home && *home) return home;
-    if (const passwd* pw = ::getpwuid(::getuid()); pw && pw->pw_dir) return pw->pw_dir;
-    return "/";
-}
-
-bool writeAll(int fd, const std::string& data) {
-    size_t done = 0;
-    while (done < data.size()) {
-        ssize_t n = ::write(fd, data.data() + done, data.size() - done);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        done += static_cast<size_t>(n);
-    }
-    return true;
-}
-
-}  // namespace
 
 fs::path xdgConfigHome() {
     // The base directory rules ignore relative values.
@@ -91,14 +66,8 @@ void JsonFileDefaults::writeLocked() const {
         fs::create_directories(folder, ec);
         ::chmod(folder.c_str(), 0700);
     }
-    std::string tmpl = (folder / (file_.filename().string() + ".XXXXXX")).string();
-    int fd = ::mkostemp(tmpl.data(), O_CLOEXEC);  // created 0600
-    if (fd < 0) return;
-    const std::string data = values_.dump(2) + "\n";
-    bool ok = writeAll(fd, data) && ::fsync(fd) == 0;
-    ok = ::close(fd) == 0 && ok;
-    if (ok) ok = ::rename(tmpl.c_str(), file_.c_str()) == 0;
-    if (!ok) ::unlink(tmpl.c_str());
+    replaceFileAtomically(file_, folder / (file_.filename().string() + ".tmp"),
+                          values_.dump(2) + "\n");
 }
 
 }  // namespace mavo
