@@ -4,10 +4,28 @@
 #include <libdbusmenu-glib/server.h>
 
 #include <cmath>
+#include <mutex>
+
+#include "app/Diag.h"
 
 namespace mavo {
 
 namespace {
+
+// The library warns on standard error when, say, there is no session bus; Mavo's only terminal
+// line is the login-item failure, so its messages go to the diagnostic log instead.
+void routeLibraryMessagesToDiag() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        g_log_set_handler(
+            "LIBDBUSMENU-GLIB",
+            static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION),
+            [](const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
+                Diag::log(std::string("tray: ") + (message ? message : ""));
+            },
+            nullptr);
+    });
+}
 
 constexpr int delaySteps = 10;
 
@@ -44,6 +62,7 @@ struct DbusMenuExporter::Glue {
 
 DbusMenuExporter::DbusMenuExporter(std::string objectPath, Handlers handlers)
     : objectPath_(std::move(objectPath)), handlers_(std::move(handlers)) {
+    routeLibraryMessagesToDiag();
     server_ = dbusmenu_server_new(objectPath_.c_str());
     root_ = dbusmenu_menuitem_new_with_id(0);
     g_signal_connect(root_, DBUSMENU_MENUITEM_SIGNAL_ABOUT_TO_SHOW, G_CALLBACK(Glue::aboutToShow),
