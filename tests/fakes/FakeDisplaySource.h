@@ -9,8 +9,8 @@
 
 namespace mavo::test {
 
-// Screens are described in the bottom-left convention, as the platform reports them: the primary
-// screen's frame starts at (0, 0) and y grows upward.
+// Screens are in the bottom-left convention, as the platform reports them: the primary screen's
+// frame starts at (0, 0) and y grows upward.
 
 // A screen whose visible frame loses `menuBar` points at the top and `dock` at the bottom.
 inline ScreenInfo makeScreen(const Rect& frame, std::string uuid, double menuBar = 0,
@@ -48,7 +48,6 @@ class FakeDisplaySource final : public DisplaySource {
   public:
     FakeDisplaySource() = default;
     explicit FakeDisplaySource(std::vector<ScreenInfo> screens) : screens_(std::move(screens)) {}
-
     void setScreens(std::vector<ScreenInfo> screens) {
         std::lock_guard<std::mutex> guard(mutex_);
         screens_ = std::move(screens);
@@ -56,19 +55,12 @@ class FakeDisplaySource final : public DisplaySource {
 
     std::vector<ScreenInfo> screens() override {
         std::lock_guard<std::mutex> guard(mutex_);
-        ++reads_;
         return screens_;
     }
 
-    int reads() const {
-        std::lock_guard<std::mutex> guard(mutex_);
-        return reads_;
-    }
-
   private:
-    mutable std::mutex mutex_;
+    std::mutex mutex_;
     std::vector<ScreenInfo> screens_;
-    int reads_ = 0;
 };
 
 }  // namespace mavo::test

@@ -1,11 +1,7 @@
 #pragma once
 
-// FakeWindowList: the window server's own on-screen list, as the test sets it.
-//   FakeWindowList list;                       // starts as an empty, readable list
-//   list.setEntries({{42, 0, Rect{0, 25, 800, 600}}, {42, 3, Rect{...}}});
-//   list.add({42, std::nullopt, Rect{...}});    // an entry without a layer value
-//   list.setUnreadable();                      // the list cannot be read at all
-//   list.readCount();                          // how often it was asked
+// FakeWindowList: the window server's own on-screen list as the test sets it; starts empty and
+// readable, and setUnreadable() makes the read fail.
 
 #include <mutex>
 #include <optional>
@@ -21,33 +17,23 @@ class FakeWindowList final : public WindowListSource {
         std::lock_guard l(mu_);
         entries_ = std::move(entries);
     }
-
     void add(WindowListEntry entry) {
         std::lock_guard l(mu_);
         if (!entries_) entries_.emplace();
         entries_->push_back(entry);
     }
-
     void setUnreadable() {
         std::lock_guard l(mu_);
         entries_.reset();
     }
-
-    int readCount() const {
-        std::lock_guard l(mu_);
-        return reads_;
-    }
-
     std::optional<std::vector<WindowListEntry>> onScreenWindows() override {
         std::lock_guard l(mu_);
-        ++reads_;
         return entries_;
     }
 
   private:
-    mutable std::mutex mu_;
+    std::mutex mu_;
     std::optional<std::vector<WindowListEntry>> entries_{std::in_place};
-    int reads_ = 0;
 };
 
 }  // namespace mavo::test

@@ -1,12 +1,7 @@
 #pragma once
 
-// FakeWorkspace: running and installed applications as the test scripts them.
-//   FakeWorkspace ws;
-//   ws.addRunning({42, "com.example.editor", "Editor"});        // regular policy by default
-//   ws.addRunning({43, std::nullopt, "helper", ActivationPolicy::accessory});
-//   ws.removeRunning(43);  ws.setRunning({...});  ws.setFrontmost(42);  ws.setFrontmost(nullopt);
-//   ws.addInstalled("com.example.editor", "Editor");  ws.removeInstalled("com.example.editor");
-// Every member is guarded by one mutex, so the engine may read while the test thread changes it.
+// FakeWorkspace: running and installed applications as the test scripts them. One mutex guards
+// everything, so the engine may read while the test thread changes it.
 
 #include <cstdint>
 #include <map>
@@ -37,7 +32,7 @@ class FakeWorkspace final : public Workspace {
         running_ = std::move(apps);
     }
 
-    // The frontmost application is looked up among the running ones by pid.
+    // Looked up among the running applications by pid.
     void setFrontmost(std::optional<int32_t> pid) {
         std::lock_guard l(mu_);
         frontmost_ = pid;
@@ -46,11 +41,6 @@ class FakeWorkspace final : public Workspace {
     void addInstalled(const std::string& bundleID, const std::string& name) {
         std::lock_guard l(mu_);
         installed_[bundleID] = name;
-    }
-
-    void removeInstalled(const std::string& bundleID) {
-        std::lock_guard l(mu_);
-        installed_.erase(bundleID);
     }
 
     std::vector<RunningApplication> runningApplications() override {
@@ -74,8 +64,7 @@ class FakeWorkspace final : public Workspace {
     std::optional<std::string> installedAppName(const std::string& bundleID) override {
         std::lock_guard l(mu_);
         auto it = installed_.find(bundleID);
-        if (it == installed_.end()) return std::nullopt;
-        return it->second;
+        return it == installed_.end() ? std::nullopt : std::optional(it->second);
     }
 
   private:
