@@ -3,13 +3,13 @@
 // Public contract of the engine as the menu, the application shell and the tests use it. The
 // engine's owner may add private members and helpers, but these operations keep their names.
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "analytics/EventTracker.h"

@@ -191,5 +191,29 @@ TEST(PlacementScenario, RememberedFrameOnADisplayThatIsGoneIsNotRestored) {
     EXPECT_EQ(h.frame(w), (Rect{1920, 0, 1920, 1080}));
 }
 
+TEST(PlacementScenario, CustomFrameLeftOffScreenIsRetired) {
+    EngineHarness h({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")});
+    h.launch();
+    auto w = h.addWindow(h.addApp(kEditor), "Doc", {2000, 100, 800, 600});
+    h.tick();
+    h.step();
+    Rect custom{2100, 0, 1500, 1080};
+    h.handMoveAndSettle(w, custom);
+    ASSERT_EQ(h.state(w)->rememberedTarget, custom);
+    h.step(1.5);
+
+    // The external display is gone without a change being reported: the remembered frame is
+    // nowhere on screen any more, and the window is brought onto the display that is left.
+    h.setScreens({primary1080()});
+    size_t mark = h.logMark();
+    h.step();
+    auto lines = h.linesSince(mark);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "retire(offscreen) frame=(2100.0,0.0 1500.0×1080.0)");
+    EXPECT_EQ(lines[1].rfind("apply \"Doc\" target=(0.0,25.0 1920.0×1055.0)", 0), 0u);
+    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+    EXPECT_FALSE(h.state(w)->rememberedTarget);
+}
+
 }  // namespace
 }  // namespace mavo::test
