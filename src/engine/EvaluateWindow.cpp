@@ -42,8 +42,9 @@ struct MaximizeEngine::WindowContext {
     bool dragged(double within) const { return env().drag.recentlyDragged(within); }
     std::optional<Rect> maxTarget() const { return env().screens.maximizeTargetAX(frame); }
     std::optional<OwningDisplay> owning() const { return env().screens.owningDisplayAX(frame); }
-    bool snapped(const Rect& maxTarget) const {
-        return Geo::isAtSnapZone(frame, maxTarget, T.zonePosTol, T.zoneSizeTol);
+    // In a half, quarter or third of the display whose visible frame is `work`.
+    bool snapped(const Rect& work) const {
+        return Geo::isAtSnapZone(frame, work, T.zonePosTol, T.zoneSizeTol);
     }
     // The engine's own write, seen again shortly after it was made.
     bool selfWrite() const {
