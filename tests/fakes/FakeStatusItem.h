@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ui/StatusItem.h"
@@ -20,22 +21,31 @@ namespace mavo::test {
 
 class FakeStatusItem final : public StatusItem {
   public:
-    bool button = true;
-    bool visible = true;
-    int visibilityWrites = 0;
+    bool button = true, visible = true;
+    int visibilityWrites = 0, invalidations = 0;
     std::vector<StatusIcon> icons;
     std::string toolTip;
-    int invalidations = 0;
 
     bool hasButton() const override { return button; }
     bool isVisible() const override { return visible; }
-    void setVisible(bool v) override {
-        visible = v;
-        ++visibilityWrites;
-    }
+    void setVisible(bool v) override { visible = v, ++visibilityWrites; }
     void setIcon(const StatusIcon& icon) override { icons.push_back(icon); }
     void setToolTip(const std::string& text) override { toolTip = text; }
     void invalidateMenu() override { ++invalidations; }
+};
+
+// A timer or monitor handle that runs `drop` once, when invalidated or destroyed.
+template <class Base>
+class FakeHandle final : public Base {
+  public:
+    explicit FakeHandle(std::function<void()> drop) : drop_(std::move(drop)) {}
+    ~FakeHandle() { invalidate(); }
+    void invalidate() {
+        if (auto drop = std::exchange(drop_, nullptr)) drop();
+    }
+
+  private:
+    std::function<void()> drop_;
 };
 
 // Timers on a clock that moves only in `advance`. A block may cancel or destroy any timer,
@@ -51,14 +61,11 @@ class FakeUiTimers final : public UiTimerScheduler {
                                                std::function<void()> block) override {
         return add(interval, interval, std::move(block));
     }
-
-    // Moves the clock, firing every timer that falls due on the way.
     void advance(double seconds) {
         const double end = now + seconds;
-        while (true) {
+        for (;;) {
             auto next = std::min_element(entries_.begin(), entries_.end(), [](auto& a, auto& b) {
-                return a.second.due != b.second.due ? a.second.due < b.second.due
-                                                    : a.first < b.first;
+                return std::pair(a.second.due, a.first) < std::pair(b.second.due, b.first);
             });
             if (next == entries_.end() || next->second.due > end + 1e-9) break;
             now = std::max(now, next->second.due);
@@ -72,32 +79,18 @@ class FakeUiTimers final : public UiTimerScheduler {
         }
         now = end;
     }
-
     size_t pending() const { return entries_.size(); }
 
   private:
     struct Entry {
-        double due;
-        double interval;
+        double due, interval;
         std::function<void()> block;
     };
-    class Handle final : public UiTimer {
-      public:
-        Handle(FakeUiTimers* owner, uint64_t id) : owner_(owner), id_(id) {}
-        ~Handle() override { invalidate(); }
-        void invalidate() override { owner_->entries_.erase(id_); }
-
-      private:
-        FakeUiTimers* owner_;
-        uint64_t id_;
-    };
-
     std::unique_ptr<UiTimer> add(double delay, double interval, std::function<void()> block) {
-        const uint64_t id = nextID_++;
-        entries_[id] = Entry{now + delay, interval, std::move(block)};
-        return std::make_unique<Handle>(this, id);
+        entries_[nextID_] = Entry{now + delay, interval, std::move(block)};
+        return std::make_unique<FakeHandle<UiTimer>>(
+            [this, id = nextID_++] { entries_.erase(id); });
     }
-
     std::map<uint64_t, Entry> entries_;
     uint64_t nextID_ = 1;
 };
@@ -109,28 +102,18 @@ class FakePointer final : public PointerSource {
     // Moves the pointer and tells every installed monitor, as a real mouse-moved event would.
     void moveTo(std::optional<Point> p) {
         location = p;
-        auto handlers = handlers_;
-        for (auto& [id, h] : handlers) h();
+        for (auto& [id, handler] : std::map(handlers_)) handler();
     }
     size_t monitorCount() const { return handlers_.size(); }
 
     std::optional<Point> pointerLocation() override { return location; }
     std::unique_ptr<PointerMonitor> addMovedMonitor(std::function<void()> handler) override {
-        const uint64_t id = nextID_++;
-        handlers_[id] = std::move(handler);
-        return std::make_unique<Monitor>(this, id);
+        handlers_[nextID_] = std::move(handler);
+        return std::make_unique<FakeHandle<PointerMonitor>>(
+            [this, id = nextID_++] { handlers_.erase(id); });
     }
 
   private:
-    class Monitor final : public PointerMonitor {
-      public:
-        Monitor(FakePointer* owner, uint64_t id) : owner_(owner), id_(id) {}
-        ~Monitor() override { owner_->handlers_.erase(id_); }
-
-      private:
-        FakePointer* owner_;
-        uint64_t id_;
-    };
     std::map<uint64_t, std::function<void()>> handlers_;
     uint64_t nextID_ = 1;
 };
@@ -140,10 +123,7 @@ class FakeLogin final : public LoginControl {
     bool enabled = false;
     int toggles = 0;
     bool isEnabled() override { return enabled; }
-    void toggle() override {
-        enabled = !enabled;
-        ++toggles;
-    }
+    void toggle() override { enabled = !enabled, ++toggles; }
 };
 
 }  // namespace mavo::test

@@ -1,13 +1,11 @@
 #pragma once
 
-// A small tray of the tests' own: a private session bus (a dbus-daemon it starts), a
-// StatusNotifierWatcher it can claim at any moment, and a dbusmenu client that reads and clicks
-// an item's menu the way a panel does. Everything runs on the calling thread's default main
-// context; `pump` turns it until a condition holds.
+// The tests' own tray on a private session bus (GIO's test bus, one per test program): a
+// StatusNotifierWatcher that can appear at any moment, and a panel's view of an item and its
+// dbusmenu menu. Everything runs on the default main context, which `pump` turns.
 
 #include <gio/gio.h>
 #include <libdbusmenu-glib/client.h>
-#include <libdbusmenu-glib/menuitem.h>
 
 #include <functional>
 #include <optional>
@@ -16,79 +14,51 @@
 
 namespace mavo::test {
 
+const std::string& sessionBusAddress();
 // Turns the default main context until `condition` holds or `seconds` pass.
 bool pump(const std::function<bool()>& condition, double seconds = 5);
+inline void pumpFor(double seconds) {
+    pump([] { return false; }, seconds);
+}
 
-// A dbus-daemon of the test's own; sets DBUS_SESSION_BUS_ADDRESS for this process and its
-// children while it lives.
-class PrivateBus {
-  public:
-    PrivateBus();
-    ~PrivateBus();
-    const std::string& address() const { return address_; }
-    const std::string& failure() const { return failure_; }
-
-  private:
-    GPid pid_ = 0;
-    std::string address_;
-    std::string failure_;
-};
-
-// Plays the panel: owns org.kde.StatusNotifierWatcher and takes registrations.
+// Plays the panel: owns org.kde.StatusNotifierWatcher and records the items that register.
 class TestWatcher {
   public:
     TestWatcher();
     ~TestWatcher();
-    bool owned() const { return owned_; }
-    // Service names (or paths) items registered, with the unique name of each sender.
-    std::vector<std::pair<std::string, std::string>> registrations;
+    std::vector<std::string> registrations;
 
   private:
-    static void methodCall(GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
-                           const gchar* method, GVariant* params, GDBusMethodInvocation* inv,
-                           gpointer self);
-    static GVariant* getProperty(GDBusConnection*, const gchar*, const gchar*, const gchar*,
-                                 const gchar* name, GError**, gpointer self);
-    GDBusConnection* connection_ = nullptr;
-    guint ownerID_ = 0;
-    guint objectID_ = 0;
-    bool owned_ = false;
+    GDBusConnection* bus_;
+    guint owner_ = 0, object_ = 0;
 };
 
-// The item's properties and its menu, as a host sees them.
 class ItemView {
   public:
-    ItemView(std::string busName, std::string itemPath = "/StatusNotifierItem");
+    explicit ItemView(std::string busName);
     ~ItemView();
+    // A property of the item: strings as they are, other values in GVariant text form.
+    std::optional<std::string> property(const char* name);
+    std::vector<std::string>
+        signals;  // "NewStatus:Passive", "NewIcon", ... since the view was made
 
-    std::optional<std::string> stringProperty(const char* name);
-    GVariant* property(const char* name);  // caller unrefs; nullptr on failure
-    // Signals the item sent since the view was made: "NewStatus:Passive", "NewIcon", ...
-    std::vector<std::string> signals;
-
-    // Connects the dbusmenu client to the object path of the item's Menu property and waits for
-    // the first layout.
-    bool openMenuClient();
-    // Asks the item to prepare the menu (as a panel does right before showing it) and waits for
-    // the layout that answers it.
+    // Asks for the menu as a panel does right before showing it (connecting first if need be)
+    // and waits until the answering layout has settled.
     bool aboutToShow();
-    // Waits until the client has taken in the last layout change.
-    void settle();
-    DbusmenuMenuitem* root() const;
-    // The child of `parent` (root when null) whose label is `label`.
+    // The rows under `parent` (the root when null): the label, then " (off)" when disabled,
+    // " [x]"/" [ ]" for check marks, " (x)"/" ( )" for radio items and " >" for submenus;
+    // "---" for separators.
+    std::vector<std::string> rows(DbusmenuMenuitem* parent = nullptr) const;
     DbusmenuMenuitem* find(const std::string& label, DbusmenuMenuitem* parent = nullptr) const;
-    std::vector<std::string> labels(DbusmenuMenuitem* parent = nullptr) const;
-    void click(DbusmenuMenuitem* item);
-    void sendEvent(DbusmenuMenuitem* item, const char* name);
-    int layoutUpdates() const { return layoutUpdates_; }
+    DbusmenuMenuitem* root() const { return client_ ? dbusmenu_client_get_root(client_) : nullptr; }
+    void send(DbusmenuMenuitem* item, const char* event = DBUSMENU_MENUITEM_EVENT_ACTIVATED);
 
   private:
-    GDBusConnection* connection_ = nullptr;
-    guint signalID_ = 0;
+    GDBusConnection* bus_;
+    guint signal_ = 0;
     std::string busName_;
-    std::string itemPath_;
     DbusmenuClient* client_ = nullptr;
-    int layoutUpdates_ = 0;
+    int layouts_ = 0;
 };
 
 }  // namespace mavo::test

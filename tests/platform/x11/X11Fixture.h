@@ -4,33 +4,26 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include <chrono>
-#include <functional>
 #include <memory>
-#include <ostream>
 
-#include "TestDesktop.h"
-#include "geometry/Rect.h"
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/X11WindowServer.h"
+#include "support/TestDesktop.h"
+#include "windowaccess/AX.h"
 
 namespace mavo {
-
 inline void PrintTo(const Rect& r, std::ostream* os) {
     *os << "(" << r.x << "," << r.y << " " << r.width << "x" << r.height << ")";
 }
 inline void PrintTo(const Point& p, std::ostream* os) {
     *os << "(" << p.x << "," << p.y << ")";
 }
-inline void PrintTo(const Size& s, std::ostream* os) {
-    *os << s.width << "x" << s.height;
-}
-
 }  // namespace mavo
 
 namespace mavo::test {
 
-// A fresh desktop per test, and the backend's connection to it in strict error mode: any X error
-// other than a vanished window's fails the test.
+// A fresh desktop per test and the backend's connection to it in strict mode: any X error other
+// than a vanished window's fails the test.
 class X11Fixture : public ::testing::Test {
   protected:
     virtual TestDesktop::Options desktopOptions() { return {}; }
@@ -40,14 +33,13 @@ class X11Fixture : public ::testing::Test {
         ASSERT_EQ(desktop->failure(), "");
         x11 = X11Connection::open(desktop->display().c_str(), {.strictErrors = true});
         ASSERT_TRUE(x11);
+        server = std::make_unique<X11WindowServer>(*x11);
+        ax = std::make_unique<AX>(*server);
     }
-
     void TearDown() override {
         if (x11) {
             EXPECT_THAT(x11->unexpectedErrors(), ::testing::IsEmpty());
         }
-        x11.reset();
-        desktop.reset();
     }
 
     TestDesktop::Client client(std::vector<std::string> options) {
@@ -55,28 +47,32 @@ class X11Fixture : public ::testing::Test {
         EXPECT_TRUE(started) << "the test client did not come up";
         return started.value_or(TestDesktop::Client{});
     }
-
-    // Runs the main-thread side of the connection (as the app's main loop does) until
-    // `condition` holds or the timeout passes.
-    bool pumpUntil(const std::function<bool()>& condition, double timeoutSeconds = 5) {
-        auto deadline =
-            std::chrono::steady_clock::now() + std::chrono::duration<double>(timeoutSeconds);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-            pollfd pfd{x11->fd(), POLLIN, 0};
-            poll(&pfd, 1, 10);
-            x11->dispatchPending();
-        }
-        return true;
+    static WindowHandle win(xcb_window_t window) { return {window, nullptr}; }
+    // The window manager's frame as the server's tree has it, in root coordinates.
+    std::optional<Rect> outer(xcb_window_t window) {
+        auto f = desktop->frame(window);
+        if (!f) return std::nullopt;
+        return Rect{double(f->x), double(f->y), double(f->width), double(f->height)};
     }
-
-    // Runs the main-thread side for a while, for events that must not come.
+    // Runs the main-thread side of the connection, as the app's main loop does.
+    bool pumpUntil(const std::function<bool()>& condition, double timeoutSeconds = 5) {
+        return TestDesktop::waitUntil(
+            [&] {
+                pollfd pfd{x11->fd(), POLLIN, 0};
+                poll(&pfd, 1, 5);
+                x11->dispatchPending();
+                return condition();
+            },
+            timeoutSeconds);
+    }
     void pumpFor(double seconds) {
         pumpUntil([] { return false; }, seconds);
     }
 
     std::unique_ptr<TestDesktop> desktop;
     std::unique_ptr<X11Connection> x11;
+    std::unique_ptr<X11WindowServer> server;
+    std::unique_ptr<AX> ax;
 };
 
 }  // namespace mavo::test

@@ -1,92 +1,59 @@
 #include "X11Fixture.h"
+#include "platform/x11/X11InputSource.h"
 #include "platform/x11/X11Permissions.h"
 #include "platform/x11/X11Workspace.h"
 
 namespace mavo::test {
 namespace {
 
-using ::testing::SizeIs;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
-class X11WorkspaceTest : public X11Fixture {
-  protected:
-    std::optional<RunningApplication> app(X11Workspace& workspace, pid_t pid) {
-        for (const auto& a : workspace.runningApplications()) {
-            if (a.pid == pid) return a;
-        }
-        return std::nullopt;
-    }
+using X11WorkspaceTest = X11Fixture;
 
-    void activate(xcb_window_t window) {
-        xcb_connection_t* c = desktop->probe();
-        auto* atom =
-            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
-        xcb_client_message_event_t message{};
-        message.response_type = XCB_CLIENT_MESSAGE;
-        message.format = 32;
-        message.window = window;
-        message.type = atom->atom;
-        message.data.data32[0] = 2;
-        free(atom);
-        xcb_send_event(c, 0, desktop->root(),
-                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                       reinterpret_cast<const char*>(&message));
-        xcb_flush(c);
-    }
-};
-
-TEST_F(X11WorkspaceTest, GroupsClientsByProcessWithTheirClassAsBundleId) {
-    X11Workspace workspace(*x11);
+TEST_F(X11WorkspaceTest, AppsAreProcessesNamedByClassAndFrontmostOwnsTheActiveWindow) {
+    std::vector<std::string> asked;
+    X11Workspace workspace(*x11, [&](const std::string& bid) -> std::optional<std::string> {
+        asked.push_back(bid);
+        return bid == "XTerm" ? std::optional<std::string>("XTerm") : std::nullopt;
+    });
     auto editor = client({"--class", "Editor", "--extra-windows", "2"});
     auto panel = client({"--kind", "dock", "--class", "Panel", "--geometry", "1920x30+0+0"});
     auto hidden = client({"--class", "Tray", "--skip-taskbar"});
     auto nameless = client({"--no-class"});
     auto instanceOnly = client({"--class", "", "--instance", "helper"});
+    std::map<pid_t, RunningApplication> apps;
     ASSERT_TRUE(TestDesktop::waitUntil([&] {
-        auto apps = workspace.runningApplications();
+        apps.clear();
+        for (const auto& a : workspace.runningApplications()) apps.emplace(a.pid, a);
         return apps.size() == 5;
     })) << "one application per process, whatever its number of windows";
+    struct Row {
+        pid_t pid;
+        std::optional<std::string> bundleID, name;
+        ActivationPolicy policy;
+    };
+    for (const auto& row :
+         {Row{editor.pid, "Editor", "Editor", ActivationPolicy::regular},
+          Row{panel.pid, "Panel", "Panel", ActivationPolicy::accessory},
+          Row{hidden.pid, "Tray", "Tray", ActivationPolicy::accessory},
+          Row{nameless.pid, std::nullopt, std::nullopt, ActivationPolicy::regular},
+          Row{instanceOnly.pid, std::nullopt, "helper", ActivationPolicy::regular}}) {
+        SCOPED_TRACE(row.name.value_or("no name"));
+        ASSERT_TRUE(apps.count(row.pid));
+        EXPECT_EQ(apps[row.pid].bundleID, row.bundleID);
+        EXPECT_EQ(apps[row.pid].localizedName, row.name);
+        EXPECT_EQ(apps[row.pid].activationPolicy, row.policy);
+    }
 
-    auto editorApp = app(workspace, editor.pid);
-    ASSERT_TRUE(editorApp);
-    EXPECT_EQ(editorApp->bundleID, "Editor");
-    EXPECT_EQ(editorApp->localizedName, "Editor");
-    EXPECT_EQ(editorApp->activationPolicy, ActivationPolicy::regular);
+    for (auto [c, name] : {std::pair{editor, "Editor"}, {hidden, "Tray"}}) {
+        desktop->sendClientMessage(c.window, "_NET_ACTIVE_WINDOW", {2});
+        EXPECT_TRUE(TestDesktop::waitUntil([&, c = c, name = name] {
+            auto front = workspace.frontmostApplication();
+            return front && front->pid == c.pid && front->bundleID == name;
+        })) << name;
+    }
 
-    EXPECT_EQ(app(workspace, panel.pid)->activationPolicy, ActivationPolicy::accessory);
-    EXPECT_EQ(app(workspace, panel.pid)->bundleID, "Panel");
-    EXPECT_EQ(app(workspace, hidden.pid)->activationPolicy, ActivationPolicy::accessory);
-
-    EXPECT_EQ(app(workspace, nameless.pid)->bundleID, std::nullopt);
-    EXPECT_EQ(app(workspace, nameless.pid)->localizedName, std::nullopt);
-    EXPECT_EQ(app(workspace, nameless.pid)->activationPolicy, ActivationPolicy::regular);
-    EXPECT_EQ(app(workspace, instanceOnly.pid)->bundleID, std::nullopt);
-    EXPECT_EQ(app(workspace, instanceOnly.pid)->localizedName, "helper");
-}
-
-TEST_F(X11WorkspaceTest, FrontmostIsTheOwnerOfTheActiveWindow) {
-    X11Workspace workspace(*x11);
-    auto first = client({"--class", "First"});
-    auto second = client({"--class", "Second"});
-    activate(first.window);
-    EXPECT_TRUE(TestDesktop::waitUntil([&] {
-        auto front = workspace.frontmostApplication();
-        return front && front->pid == first.pid;
-    }));
-    EXPECT_EQ(workspace.frontmostApplication()->bundleID, "First");
-    activate(second.window);
-    EXPECT_TRUE(TestDesktop::waitUntil([&] {
-        auto front = workspace.frontmostApplication();
-        return front && front->bundleID == "Second";
-    }));
-}
-
-TEST_F(X11WorkspaceTest, InstalledApplicationsComeFromTheLookup) {
-    std::vector<std::string> asked;
-    X11Workspace workspace(*x11, [&](const std::string& bid) -> std::optional<std::string> {
-        asked.push_back(bid);
-        if (bid == "XTerm") return "XTerm";
-        return std::nullopt;
-    });
     EXPECT_TRUE(workspace.isInstalled("XTerm"));
     EXPECT_EQ(workspace.installedAppName("XTerm"), "XTerm");
     EXPECT_FALSE(workspace.isInstalled("Nothing"));
@@ -94,36 +61,49 @@ TEST_F(X11WorkspaceTest, InstalledApplicationsComeFromTheLookup) {
     EXPECT_FALSE(workspace.isInstalled(""));
     EXPECT_THAT(asked, ::testing::Not(::testing::Contains("")));
     EXPECT_FALSE(X11Workspace(*x11).isInstalled("XTerm"));
-}
 
-TEST_F(X11WorkspaceTest, TrustedWhileAnEwmhWindowManagerAnswers) {
     X11Permissions permissions(x11.get(), [](const std::string&) {});
     EXPECT_TRUE(permissions.isTrusted());
     EXPECT_TRUE(permissions.requestTrust());
     EXPECT_FALSE(X11Permissions(nullptr).isTrusted());
-    // The window manager answers round trips, which the backend's writes wait on.
     EXPECT_TRUE(
         x11->windowManagerRoundTrip(std::chrono::steady_clock::now() + std::chrono::seconds(2)));
 }
 
+TEST_F(X11WorkspaceTest, InputSeesDragsAnywhereKeyTimesAndThePointerBottomLeft) {
+    X11InputSource input(*x11);
+    std::vector<std::string> seen;
+    auto note = [&](const char* what) {
+        if (seen.empty() || seen.back() != what) seen.push_back(what);  // motions make one drag
+    };
+    ASSERT_TRUE(
+        input.start({[&] { note("press"); }, [&] { note("release"); }, [&] { note("drag"); }}));
+    EXPECT_FALSE(input.secondsSinceLastKeyPress());
+    // Motion without the left button, and a right click, are no drag.
+    ASSERT_TRUE(desktop->xdotool("mousemove 400 400 mousemove_relative -- 20 20 click 3"));
+    ASSERT_TRUE(desktop->drag(420, 420, 30, 20));
+    EXPECT_TRUE(pumpUntil([&] { return seen.size() >= 3; }));
+    pumpFor(0.1);
+    EXPECT_THAT(seen, ElementsAre("press", "drag", "release"));
+
+    ASSERT_TRUE(desktop->xdotool("mousemove 100 200 key a"));
+    // Key times and the pointer are kept without the main loop running.
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return input.secondsSinceLastKeyPress() < 2.0; }));
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return input.pointerLocation() == Point{100, 880}; }));
+}
+
 class X11NoWindowManagerTest : public X11Fixture {
-  protected:
-    TestDesktop::Options desktopOptions() override {
-        TestDesktop::Options options;
-        options.windowManager = false;
-        return options;
-    }
+    TestDesktop::Options desktopOptions() override { return {.windowManager = false}; }
 };
 
-TEST_F(X11NoWindowManagerTest, NotTrustedWithoutAWindowManager) {
+TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
     std::vector<std::string> opened;
     X11Permissions permissions(x11.get(), [&](const std::string& url) { opened.push_back(url); });
     EXPECT_FALSE(permissions.isTrusted());
     EXPECT_FALSE(permissions.requestTrust());
     permissions.openSettings();
-    EXPECT_THAT(opened, ::testing::ElementsAre(X11Permissions::helpURL));
-    // Nothing to list, and no failure either.
-    EXPECT_THAT(X11Workspace(*x11).runningApplications(), SizeIs(0));
+    EXPECT_THAT(opened, ElementsAre(X11Permissions::helpURL));
+    EXPECT_THAT(X11Workspace(*x11).runningApplications(), IsEmpty());
     EXPECT_FALSE(X11Workspace(*x11).frontmostApplication());
     EXPECT_FALSE(x11->windowManagerRoundTrip(std::chrono::steady_clock::now() +
                                              std::chrono::milliseconds(200)));

@@ -11,35 +11,27 @@ namespace {
 constexpr Point inBand{500, 1060};
 constexpr Point away{500, 400};
 
-class AutoHideTest : public ::testing::Test {
-  protected:
-    StatusItemController& startWith(bool autoHide, double delay) {
-        env.defaults.set("autoHideIcon", autoHide);
-        env.defaults.set("unhideDelay", delay);
-        return env.start();
+struct AutoHideEnv : StatusTestEnv {
+    StatusItemController& startWith(bool autoHide, double delay, Point at = away) {
+        defaults.set("autoHideIcon", autoHide);
+        defaults.set("unhideDelay", delay);
+        pointer.location = at;
+        return start();
     }
-    StatusTestEnv env;
 };
 
-TEST_F(AutoHideTest, WithTheOptionOffTheIconAlwaysShowsAndNothingWatchesThePointer) {
+TEST(AutoHide, TheOptionHidesAndShowsAtOnceAndOnlyThenWatchesThePointer) {
+    AutoHideEnv env;
     env.item.visible = false;
-    env.pointer.location = away;
-    auto& c = startWith(false, 0);
+    auto& c = env.startWith(false, 0);
     EXPECT_TRUE(env.item.visible);
     EXPECT_EQ(env.pointer.monitorCount(), 0u);
-    env.pointer.moveTo(away);
     env.timers.advance(5);
     EXPECT_TRUE(env.item.visible);
-    EXPECT_FALSE(c.hasPendingHide());
-}
 
-TEST_F(AutoHideTest, TurningTheOptionOnHidesAtOnceAndOffShowsAtOnce) {
-    env.pointer.location = away;
-    auto& c = startWith(false, 0);
     c.perform(MenuItem::command("Hide Icon Until Hover", MenuAction::toggleAutoHide));
     EXPECT_FALSE(env.item.visible);
     EXPECT_EQ(env.pointer.monitorCount(), 1u);
-
     // Off again while a show is pending: the countdown is dropped and the icon shows now.
     env.defaults.set("unhideDelay", 3.0);
     env.pointer.moveTo(inBand);
@@ -50,55 +42,48 @@ TEST_F(AutoHideTest, TurningTheOptionOnHidesAtOnceAndOffShowsAtOnce) {
     EXPECT_EQ(env.pointer.monitorCount(), 0u);
 }
 
-TEST_F(AutoHideTest, BandEdgeIsTwoPointsBelowTheBar) {
-    env.pointer.location = away;
-    startWith(true, 0);
+TEST(AutoHide, EachScreenHasABandBelowItsBarAndStrayPointersUseTheMainOne) {
+    AutoHideEnv env;
+    env.startWith(true, 0);
     EXPECT_FALSE(env.item.visible);
-    env.pointer.moveTo(Point{10, 1080 - 25 - 2.0});
-    EXPECT_TRUE(env.item.visible);
-    env.pointer.moveTo(Point{10, 1080 - 25 - 2.5});
-    EXPECT_FALSE(env.item.visible);
-}
-
-TEST_F(AutoHideTest, HiddenMenuBarGetsATwentyFourPointBand) {
-    env.displays.setScreens({makeScreen({0, 0, 1920, 1080}, "A", /*menuBar=*/0)});
-    env.pointer.location = away;
-    startWith(true, 0);
-    env.pointer.moveTo(Point{10, 1080 - 26.0});
-    EXPECT_TRUE(env.item.visible);
-    env.pointer.moveTo(Point{10, 1080 - 26.5});
-    EXPECT_FALSE(env.item.visible);
-    // A one-point strip counts as no bar either.
-    env.displays.setScreens({makeScreen({0, 0, 1920, 1080}, "A", /*menuBar=*/1)});
-    env.pointer.moveTo(Point{10, 1080 - 26.0});
-    EXPECT_TRUE(env.item.visible);
-}
-
-TEST_F(AutoHideTest, EachScreenHasItsOwnBandAndStrayPointersUseTheMainScreen) {
     ScreenInfo main = primary1080();
-    ScreenInfo upper = above(main, 1920, 1200, "UP", /*menuBar=*/40);
-    env.displays.setScreens({main, upper});
-    env.pointer.location = away;
-    startWith(true, 0);
-    // The top of the lower screen is not a band: it has a screen above it.
-    env.pointer.moveTo(Point{10, 1079});
-    EXPECT_TRUE(env.item.visible);  // the primary's own band still applies on its screen
-    env.pointer.moveTo(Point{10, 2280 - 41});
-    EXPECT_TRUE(env.item.visible);
-    env.pointer.moveTo(Point{10, 2280 - 43});
-    EXPECT_FALSE(env.item.visible);
-    // Outside every screen the main screen's band decides: y above 1053 counts.
-    env.pointer.moveTo(Point{5000, 1060});
-    EXPECT_TRUE(env.item.visible);
-    env.pointer.moveTo(Point{5000, 100});
-    EXPECT_FALSE(env.item.visible);
-    env.pointer.moveTo(std::nullopt);
-    EXPECT_FALSE(env.item.visible);
+    struct Case {
+        const char* name;
+        std::vector<ScreenInfo> screens;
+        std::vector<std::pair<std::optional<Point>, bool>> moves;  // where, then shown or not
+    };
+    for (const auto& tc : std::vector<Case>{
+             {"two points below the bar",
+              {main},
+              {{Point{10, 1053}, true}, {Point{10, 1052.5}, false}}},
+             // No bar, or a one-point strip, gives a band of 24 points.
+             {"no bar",
+              {makeScreen({0, 0, 1920, 1080}, "A", 0)},
+              {{Point{10, 1054}, true}, {Point{10, 1053.5}, false}}},
+             {"one-point bar", {makeScreen({0, 0, 1920, 1080}, "A", 1)}, {{Point{10, 1054}, true}}},
+             // The top of the lower screen is no band of the upper one's.
+             {"stacked",
+              {main, above(main, 1920, 1200, "UP", 40)},
+              {{Point{10, 400}, false},
+               {Point{10, 1079}, true},
+               {Point{10, 2280 - 41}, true},
+               {Point{10, 2280 - 43}, false},
+               {Point{5000, 1060}, true},
+               {Point{5000, 100}, false},
+               {Point{5000, 1060}, true},
+               {std::nullopt, false}}}}) {
+        SCOPED_TRACE(tc.name);
+        env.displays.setScreens(tc.screens);
+        for (const auto& [where, shown] : tc.moves) {
+            env.pointer.moveTo(where);
+            EXPECT_EQ(env.item.visible, shown) << (where ? where->y : -1);
+        }
+    }
 }
 
-TEST_F(AutoHideTest, ShowDelayIsCancelledByLeavingEarlyAndNotRestartedByMoves) {
-    env.pointer.location = away;
-    auto& c = startWith(true, 3);
+TEST(AutoHide, ShowDelayIsCancelledByLeavingEarlyAndNotRestartedByMoves) {
+    AutoHideEnv env;
+    auto& c = env.startWith(true, 3);
     EXPECT_TRUE(env.item.visible);  // shown at start: hiding waits for the delay as well
     env.timers.advance(3.0);
     EXPECT_FALSE(env.item.visible);
@@ -111,8 +96,7 @@ TEST_F(AutoHideTest, ShowDelayIsCancelledByLeavingEarlyAndNotRestartedByMoves) {
     EXPECT_FALSE(env.item.visible);
     EXPECT_EQ(env.item.visibilityWrites, 1);
 
-    // Moving about inside the band keeps the first countdown: 3 s after entering, not after the
-    // last move.
+    // 3 s after entering the band, not after the last move in it.
     env.pointer.moveTo(inBand);
     env.timers.advance(2.0);
     env.pointer.moveTo(Point{700, 1070});
@@ -122,11 +106,9 @@ TEST_F(AutoHideTest, ShowDelayIsCancelledByLeavingEarlyAndNotRestartedByMoves) {
     EXPECT_TRUE(env.item.visible);
 }
 
-TEST_F(AutoHideTest, HideDelayIsCancelledWhenThePointerReturns) {
-    env.pointer.location = inBand;
-    auto& c = startWith(true, 3);
-    EXPECT_TRUE(env.item.visible);
-
+TEST(AutoHide, HideDelayIsCancelledWhenThePointerReturns) {
+    AutoHideEnv env;
+    auto& c = env.startWith(true, 3, inBand);
     env.pointer.moveTo(away);
     EXPECT_TRUE(c.hasPendingHide());
     env.timers.advance(2.0);
@@ -143,10 +125,9 @@ TEST_F(AutoHideTest, HideDelayIsCancelledWhenThePointerReturns) {
     EXPECT_FALSE(c.hasPendingHide());
 }
 
-TEST_F(AutoHideTest, HousekeepingTimerCatchesMovesThatSentNoEvent) {
-    env.pointer.location = away;
-    startWith(true, 0);
-    EXPECT_FALSE(env.item.visible);
+TEST(AutoHide, HousekeepingTimerCatchesMovesThatSentNoEvent) {
+    AutoHideEnv env;
+    env.startWith(true, 0);
     env.pointer.location = inBand;  // no moved event
     env.timers.advance(0.5);
     EXPECT_FALSE(env.item.visible);
@@ -154,17 +135,18 @@ TEST_F(AutoHideTest, HousekeepingTimerCatchesMovesThatSentNoEvent) {
     EXPECT_TRUE(env.item.visible);
 }
 
-TEST_F(AutoHideTest, OpenMenuKeepsTheIconUntilItCloses) {
-    env.pointer.location = inBand;
-    auto& c = startWith(true, 3);
+TEST(AutoHide, OpenMenuKeepsTheIconAndClosingAppliesTheRuleAndRefreshesTheIcon) {
+    AutoHideEnv env;
+    auto& c = env.startWith(true, 3, inBand);
     c.menuWillOpen();
     env.pointer.moveTo(away);
     EXPECT_FALSE(c.hasPendingHide());
     env.timers.advance(10);
     EXPECT_TRUE(env.item.visible);
-
-    // Closing applies the rule at once: with a delay the hide is scheduled, not done.
+    env.engine.isPaused = true;
+    // With a delay, closing schedules the hide rather than doing it.
     c.menuDidClose();
+    EXPECT_EQ(c.lastIconName(), "paused");
     EXPECT_TRUE(c.hasPendingHide());
     env.timers.advance(3.1);
     EXPECT_FALSE(env.item.visible);
@@ -179,19 +161,9 @@ TEST_F(AutoHideTest, OpenMenuKeepsTheIconUntilItCloses) {
     EXPECT_TRUE(env.item.visible);
 }
 
-TEST_F(AutoHideTest, ClosingTheMenuRefreshesTheIcon) {
-    env.pointer.location = away;
-    auto& c = startWith(true, 0);
-    c.menuWillOpen();
-    env.engine.isPaused = true;
-    c.menuDidClose();
-    EXPECT_EQ(c.lastIconName(), "paused");
-    EXPECT_FALSE(env.item.visible);
-}
-
-TEST_F(AutoHideTest, DestroyingTheControllerStopsItsTimersAndMonitors) {
-    env.pointer.location = away;
-    startWith(true, 3);
+TEST(AutoHide, DestroyingTheControllerStopsItsTimersAndMonitors) {
+    AutoHideEnv env;
+    env.startWith(true, 3);
     EXPECT_GT(env.timers.pending(), 0u);
     env.controller.reset();
     EXPECT_EQ(env.timers.pending(), 0u);

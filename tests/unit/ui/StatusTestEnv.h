@@ -3,9 +3,11 @@
 #include <memory>
 
 #include "fakes/FakeDisplaySource.h"
+#include "fakes/FakeEventTracker.h"
 #include "fakes/FakeMenuEngine.h"
 #include "fakes/FakePermissions.h"
 #include "fakes/FakeStatusItem.h"
+#include "fakes/FakeUserDefaults.h"
 #include "fakes/FakeWorkspace.h"
 #include "ui/StatusItemController.h"
 
@@ -19,8 +21,8 @@ struct StatusTestEnv {
     FakePermissions permissions{true};
     FakeWorkspace workspace;
     FakeLogin login;
-    MenuTestEvents events;
-    MenuTestDefaults defaults;
+    FakeEventTracker events;
+    FakeUserDefaults defaults;
     FakeUiTimers timers;
     FakePointer pointer;
     FakeDisplaySource displays{{primary1080()}};
@@ -32,6 +34,11 @@ struct StatusTestEnv {
             engine, item, permissions, workspace, login, events, defaults, timers, pointer,
             displays, "com.quastorn.mavo", std::move(version), [this] { ++terminations; }});
         return *controller;
+    }
+    std::vector<std::string> eventNames() const {
+        std::vector<std::string> names;
+        for (const auto& e : events.events()) names.push_back(e.name);
+        return names;
     }
 };
 

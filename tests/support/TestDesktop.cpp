@@ -1,0 +1,350 @@
+#include "TestDesktop.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/randr.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+#include <thread>
+
+extern char** environ;
+
+namespace mavo::test {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+template <class T>
+std::unique_ptr<T, void (*)(void*)> owned(T* reply) {
+    return {reply, &std::free};
+}
+
+std::string nameOf(const std::string& entry) {
+    return entry.substr(0, entry.find('=') + 1);
+}
+
+// The first line a program writes to `fd`, within `seconds`; closes `fd`.
+std::optional<std::string> readLine(int fd, double seconds) {
+    std::string line;
+    bool complete = false;
+    TestDesktop::waitUntil(
+        [&] {
+            char ch;
+            for (pollfd pfd{fd, POLLIN, 0}; poll(&pfd, 1, 0) > 0;) {
+                if (::read(fd, &ch, 1) != 1) return true;  // the writer went away
+                if (ch == '\n') return complete = true;
+                line.push_back(ch);
+            }
+            return false;
+        },
+        seconds);
+    ::close(fd);
+    return complete ? std::optional(line) : std::nullopt;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& os, const Frame& f) {
+    return os << "(" << f.x << "," << f.y << " " << f.width << "x" << f.height << ")";
+}
+
+TestDesktop::TestDesktop(Options options) {
+    char pattern[] = "/tmp/mavo-desktop-XXXXXX";
+    if (!mkdtemp(pattern)) {
+        failure_ = "cannot create a temporary folder";
+        return;
+    }
+    dir_ = pattern;
+    for (const char* sub : {"config", "data", "cache", "run"}) fs::create_directories(dir_ / sub);
+    chmod((dir_ / "run").c_str(), 0700);
+    if (startServer(options) && options.windowManager) startWindowManager();
+}
+
+TestDesktop::~TestDesktop() {
+    if (conn_) xcb_disconnect(conn_);
+    // Clients first, the window manager next, the server last.
+    std::vector<pid_t> order(children_.rbegin(), children_.rend());
+    std::erase_if(order, [&](pid_t p) { return p == windowManager_ || p == server_; });
+    for (pid_t pid : order) stop(pid);
+    stop(windowManager_);
+    stop(server_);
+    // MAVO_KEEP_TEST_DESKTOP=1 keeps the programs' logs for a post-mortem.
+    std::error_code ignored;
+    if (!dir_.empty() && !std::getenv("MAVO_KEEP_TEST_DESKTOP")) fs::remove_all(dir_, ignored);
+}
+
+pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                         int stdoutFd) {
+    // Everything is prepared before fork: a threaded parent allows the child only
+    // async-signal-safe calls.
+    std::vector<std::string> vars = env;
+    auto add = [&](const std::string& entry) {
+        for (const auto& v : vars)
+            if (nameOf(v) == nameOf(entry)) return;
+        vars.push_back(entry);
+    };
+    auto in = [&](const char* sub) { return (dir_ / sub).string(); };
+    for (const auto& entry :
+         {"DISPLAY=" + display_, "HOME=" + dir_.string(), "XDG_CONFIG_HOME=" + in("config"),
+          "XDG_DATA_HOME=" + in("data"), "XDG_CACHE_HOME=" + in("cache"),
+          "XDG_RUNTIME_DIR=" + in("run"), "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none")})
+        add(entry);
+    for (char** e = environ; *e; ++e) {
+        std::string entry = *e;
+        bool dropped = false;
+        for (const char* prefix : {"XDG_", "XAUTHORITY=", "WAYLAND_DISPLAY=", "MAVO_"})
+            dropped |= entry.rfind(prefix, 0) == 0;
+        if (!dropped) add(entry);
+    }
+    std::vector<std::string> args = argv;
+    std::vector<char*> envp, argp;
+    for (auto& v : vars) envp.push_back(v.data());
+    for (auto& a : args) argp.push_back(a.data());
+    envp.push_back(nullptr);
+    argp.push_back(nullptr);
+    std::string logPath = in("") + fs::path(argv[0]).filename().string() + ".log";
+    int log = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    int devnull = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    pid_t parent = getpid();
+    pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent) _exit(127);
+        dup2(devnull, 0);
+        dup2(stdoutFd >= 0 ? stdoutFd : log, 1);
+        dup2(log, 2);
+        execvpe(argp[0], argp.data(), envp.data());
+        _exit(127);
+    }
+    ::close(log);
+    ::close(devnull);
+    if (pid > 0) children_.push_back(pid);
+    return pid;
+}
+
+bool TestDesktop::startServer(const Options& options) {
+    // Xvfb picks a free display number and writes it to the inherited pipe once it accepts
+    // connections; -noreset keeps the monitors a lone xrandr sets across client exits.
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) return failure_ = "pipe failed", false;
+    fcntl(fds[1], F_SETFD, 0);
+    std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height);
+    server_ = spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", screen + "x24",
+                     "-noreset", "-nolisten", "tcp", "+extension", "RANDR"});
+    ::close(fds[1]);
+    auto number = readLine(fds[0], 20);
+    if (server_ <= 0 || !number) return failure_ = "Xvfb did not report a display number", false;
+    display_ = ":" + *number;
+    conn_ = xcb_connect(display_.c_str(), nullptr);
+    if (xcb_connection_has_error(conn_)) return failure_ = "cannot connect to " + display_, false;
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(conn_)).data->root;
+    if (options.monitors.empty()) return true;
+
+    for (const Monitor& m : options.monitors) {
+        char geometry[64];
+        snprintf(geometry, sizeof geometry, "%d/%dx%d/%d+%d+%d", m.width, m.widthMM, m.height,
+                 m.heightMM, m.x, m.y);
+        if (run({"xrandr", "--setmonitor", m.name, geometry, "none"}) != 0)
+            return failure_ = "xrandr --setmonitor " + m.name + " failed", false;
+    }
+    // Turning the output off drops the automatic whole-screen monitor (xrandr complains, and
+    // does it all the same).
+    run({"xrandr", "--output", "screen", "--off"});
+    auto reply = owned(
+        xcb_randr_get_monitors_reply(conn_, xcb_randr_get_monitors(conn_, root_, 1), nullptr));
+    if (!reply || reply->nMonitors != options.monitors.size())
+        return failure_ = "the monitor layout did not take", false;
+    return true;
+}
+
+bool TestDesktop::startWindowManager() {
+    windowManager_ = spawn({"openbox", "--sm-disable"});
+    auto wmUp = [&] {
+        auto wm = property(root_, "_NET_SUPPORTING_WM_CHECK");
+        return !wm.empty() && property(wm[0], "_NET_SUPPORTING_WM_CHECK") == wm;
+    };
+    if (!waitUntil(wmUp, 20)) return failure_ = "Openbox did not come up", false;
+    // Openbox publishes its check window before it handles map requests and drops the ones that
+    // come too early: map a window of our own until it is managed.
+    auto listed = [&](xcb_window_t w) { return std::ranges::count(clientList(), w) > 0; };
+    for (int attempt = 0; attempt < 40; ++attempt) {
+        xcb_window_t w = xcb_generate_id(conn_);
+        xcb_create_window(conn_, XCB_COPY_FROM_PARENT, w, root_, 0, 0, 10, 10, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_map_window(conn_, w);
+        xcb_flush(conn_);
+        bool managed = waitUntil([&] { return listed(w); }, 0.5);
+        xcb_destroy_window(conn_, w);
+        xcb_flush(conn_);
+        if (managed) return waitUntil([&] { return !listed(w); });
+    }
+    return failure_ = "Openbox does not manage windows", false;
+}
+
+int TestDesktop::run(const std::vector<std::string>& argv, double timeoutSeconds) {
+    pid_t pid = spawn(argv);
+    auto status = waitExit(pid, timeoutSeconds);
+    if (!status) stop(pid, SIGKILL);
+    return status.value_or(-1);
+}
+
+bool TestDesktop::xdotool(const std::string& commands) {
+    std::vector<std::string> argv{"xdotool"};
+    std::istringstream words(commands);
+    for (std::string word; words >> word;) argv.push_back(word);
+    return run(argv, 20) == 0;
+}
+
+bool TestDesktop::drag(int x, int y, int dx, int dy) {
+    // One xdotool run for the gesture; the first step is longer than Openbox's drag threshold.
+    std::ostringstream script;
+    script << "mousemove " << x << " " << y << " sleep 0.05 mousedown 1 sleep 0.05";
+    for (int i = 0, n = 12; i < n; ++i) {
+        script << " mousemove_relative -- " << dx * (i + 1) / n - dx * i / n << " "
+               << dy * (i + 1) / n - dy * i / n << " sleep 0.02";
+    }
+    return xdotool(script.str() + " sleep 0.05 mouseup 1");
+}
+
+std::optional<int> TestDesktop::waitExit(pid_t pid, double timeoutSeconds) {
+    waitUntil(
+        [&] {
+            int status = 0;
+            if (ended_.count(pid) || !std::ranges::count(children_, pid)) return true;
+            pid_t done = waitpid(pid, &status, WNOHANG);
+            if (done == 0) return false;
+            ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            std::erase(children_, pid);
+            return true;
+        },
+        timeoutSeconds);
+    if (ended_.count(pid)) return ended_[pid];
+    return std::ranges::count(children_, pid) ? std::nullopt : std::optional(-1);
+}
+
+int TestDesktop::stop(pid_t pid, int signum) {
+    if (pid <= 0 || waitExit(pid, 0)) return -1;
+    kill(pid, signum);
+    if (auto status = waitExit(pid, 5)) return *status;
+    kill(pid, SIGKILL);
+    waitExit(pid, 5);
+    return -1;
+}
+
+void TestDesktop::stopServer() {
+    if (conn_) xcb_disconnect(conn_);
+    conn_ = nullptr;
+    stop(windowManager_);
+    stop(server_);
+}
+
+std::optional<TestDesktop::Client> TestDesktop::startClient(std::vector<std::string> options) {
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) return std::nullopt;
+    options.insert(options.begin(), MAVO_TEST_CLIENT);
+    Client client{spawn(options, {}, fds[1])};
+    ::close(fds[1]);
+    auto line = readLine(fds[0], 15);
+    if (!line || line->rfind("window ", 0) != 0) return std::nullopt;
+    client.window = xcb_window_t(std::strtoul(line->c_str() + 7, nullptr, 16));
+    if (!waitUntil([&] { return isManaged(client.window); }, 15)) return std::nullopt;
+    return client;
+}
+
+std::optional<TestDesktop::Client> TestDesktop::startXterm(const std::string& title,
+                                                           const std::string& geometry) {
+    Client client{spawn({"xterm", "-T", title, "-geometry", geometry, "-e", "sleep", "600"})};
+    auto found = [&] {
+        for (uint32_t w : clientList())
+            if (text(w, "WM_NAME") == title) return isManaged(client.window = w);
+        return false;
+    };
+    return waitUntil(found, 15) ? std::optional(client) : std::nullopt;
+}
+
+xcb_atom_t TestDesktop::atom(const std::string& name) {
+    auto reply = owned(xcb_intern_atom_reply(
+        conn_, xcb_intern_atom(conn_, 0, uint16_t(name.size()), name.c_str()), nullptr));
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+template <class T>
+std::vector<T> TestDesktop::values(xcb_window_t window, const std::string& name) {
+    auto reply = owned(xcb_get_property_reply(
+        conn_, xcb_get_property(conn_, 0, window, atom(name), XCB_ATOM_ANY, 0, 4096), nullptr));
+    if (!reply || reply->format != 8 * sizeof(T)) return {};
+    auto* data = static_cast<T*>(xcb_get_property_value(reply.get()));
+    return {data, data + xcb_get_property_value_length(reply.get()) / sizeof(T)};
+}
+
+std::vector<uint32_t> TestDesktop::property(xcb_window_t window, const std::string& name) {
+    return values<uint32_t>(window, name);
+}
+
+std::string TestDesktop::text(xcb_window_t window, const std::string& name) {
+    auto chars = values<char>(window, name);
+    return {chars.begin(), chars.end()};
+}
+
+void TestDesktop::setProperty(xcb_window_t window, const std::string& name, xcb_atom_t type,
+                              const std::vector<uint32_t>& values) {
+    xcb_change_property(conn_, XCB_PROP_MODE_REPLACE, window, atom(name), type, 32,
+                        uint32_t(values.size()), values.data());
+    xcb_flush(conn_);
+}
+
+void TestDesktop::sendClientMessage(xcb_window_t window, const std::string& type,
+                                    const std::vector<uint32_t>& data) {
+    xcb_client_message_event_t event{XCB_CLIENT_MESSAGE, 32, 0, window, atom(type), {}};
+    std::copy_n(data.begin(), std::min<size_t>(data.size(), 5), event.data.data32);
+    xcb_send_event(conn_, 0, root_,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&event));
+    xcb_flush(conn_);
+}
+
+std::optional<Frame> TestDesktop::frame(xcb_window_t window) {
+    // The top-level ancestor is the window manager's frame; its geometry needs no frame extents.
+    for (int depth = 0; depth < 16; ++depth) {
+        auto tree = owned(xcb_query_tree_reply(conn_, xcb_query_tree(conn_, window), nullptr));
+        if (!tree) return std::nullopt;
+        if (tree->parent == root_) break;
+        window = tree->parent;
+    }
+    auto g = owned(xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr));
+    if (!g) return std::nullopt;
+    return Frame{g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width};
+}
+
+bool TestDesktop::isManaged(xcb_window_t window) {
+    return std::ranges::count(clientList(), window) &&
+           property(window, "_NET_FRAME_EXTENTS").size() == 4;
+}
+
+bool TestDesktop::isMapped(xcb_window_t window) {
+    auto attrs = owned(
+        xcb_get_window_attributes_reply(conn_, xcb_get_window_attributes(conn_, window), nullptr));
+    return attrs && attrs->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
+bool TestDesktop::waitUntil(const std::function<bool()>& condition, double timeoutSeconds) {
+    auto deadline = Clock::now() + std::chrono::duration<double>(timeoutSeconds);
+    while (!condition()) {
+        if (Clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+}  // namespace mavo::test

@@ -1,0 +1,107 @@
+#pragma once
+
+// A private X desktop for one test: Xvfb on a display number it picks itself, an optional RandR
+// monitor layout, Openbox, and the programs the test starts on it. Children run with HOME and the
+// XDG folders inside home() and no session bus unless `env` names one; they are stopped by pid
+// when the desktop goes away and die with the test process if it crashes.
+
+#include <sys/types.h>
+#include <xcb/xcb.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace mavo::test {
+
+// A window's outer frame (client plus decorations) in root coordinates, from the server's tree.
+struct Frame {
+    int x = 0, y = 0, width = 0, height = 0;
+    friend bool operator==(const Frame&, const Frame&) = default;
+};
+std::ostream& operator<<(std::ostream& os, const Frame& f);
+
+class TestDesktop {
+  public:
+    struct Monitor {
+        std::string name;  // a leading '*' makes it the primary
+        int width, height, x, y, widthMM, heightMM;
+    };
+    struct Options {
+        int width = 1920, height = 1080;
+        std::vector<Monitor> monitors = {};  // empty: Xvfb's own single monitor
+        bool windowManager = true;
+    };
+    struct Client {
+        pid_t pid = 0;
+        xcb_window_t window = XCB_WINDOW_NONE;
+    };
+
+    TestDesktop() : TestDesktop(Options{}) {}
+    explicit TestDesktop(Options options);
+    ~TestDesktop();
+    TestDesktop(const TestDesktop&) = delete;
+    TestDesktop& operator=(const TestDesktop&) = delete;
+
+    const std::string& failure() const { return failure_; }  // empty when the desktop is up
+    const std::string& display() const { return display_; }
+    const std::filesystem::path& home() const { return dir_; }
+    xcb_connection_t* connection() const { return conn_; }  // the test's own, not the backend's
+    xcb_window_t root() const { return root_; }
+
+    // Starts a program; `env` entries ("NAME=value") override the desktop's. Its stderr, and its
+    // stdout unless `stdoutFd` is given, go to home()/<program name>.log.
+    pid_t spawn(const std::vector<std::string>& argv, const std::vector<std::string>& env = {},
+                int stdoutFd = -1);
+    // Runs a program to completion: its exit status, -1 when it failed or timed out.
+    int run(const std::vector<std::string>& argv, double timeoutSeconds = 10);
+    bool xdotool(const std::string& commands);  // words separated by spaces
+    // Left-button drag from (x, y) by (dx, dy) in small relative steps, as a hand would.
+    bool drag(int x, int y, int dx, int dy);
+    // The exit status (-1 after a signal) once `pid` ended within the timeout; nullopt while it
+    // runs on.
+    std::optional<int> waitExit(pid_t pid, double timeoutSeconds);
+    // Sends `signum`, waits (killing after 5 s): the exit status, -1 when the program had already
+    // ended, died of a signal or had to be killed.
+    int stop(pid_t pid, int signum = 15);
+    void stopServer();  // as when the session ends under a running program
+
+    // The project's test client, or xterm; each returns once the window manager manages it.
+    std::optional<Client> startClient(std::vector<std::string> options);
+    std::optional<Client> startXterm(const std::string& title, const std::string& geometry);
+
+    xcb_atom_t atom(const std::string& name);
+    std::vector<uint32_t> property(xcb_window_t window, const std::string& name);
+    std::string text(xcb_window_t window, const std::string& name);  // an 8-bit property
+    void setProperty(xcb_window_t window, const std::string& name, xcb_atom_t type,
+                     const std::vector<uint32_t>& values);
+    // A client message about `window` sent to the root, as a pager or a user action would.
+    void sendClientMessage(xcb_window_t window, const std::string& type,
+                           const std::vector<uint32_t>& data);
+    std::optional<Frame> frame(xcb_window_t window);
+    bool isManaged(xcb_window_t window);  // listed and given frame extents
+    bool isMapped(xcb_window_t window);
+
+    static bool waitUntil(const std::function<bool()>& condition, double timeoutSeconds = 5);
+
+  private:
+    template <class T>
+    std::vector<T> values(xcb_window_t window, const std::string& name);
+    std::vector<uint32_t> clientList() { return property(root_, "_NET_CLIENT_LIST"); }
+    bool startServer(const Options& options);
+    bool startWindowManager();
+
+    std::string failure_, display_;
+    std::filesystem::path dir_;
+    xcb_connection_t* conn_ = nullptr;
+    xcb_window_t root_ = XCB_WINDOW_NONE;
+    pid_t server_ = 0, windowManager_ = 0;
+    std::vector<pid_t> children_;
+    std::map<pid_t, int> ended_;
+};
+
+}  // namespace mavo::test
