@@ -39,6 +39,9 @@ class ItemView {
     ~ItemView();
     // A property of the item: strings as they are, other values in GVariant text form.
     std::optional<std::string> property(const char* name);
+    bool becomes(const char* name, const std::string& value) {
+        return pump([&] { return property(name) == value; });
+    }
     std::vector<std::string>
         signals;  // "NewStatus:Passive", "NewIcon", ... since the view was made
 

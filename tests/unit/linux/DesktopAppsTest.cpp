@@ -13,82 +13,48 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 
-class DesktopAppsTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/mavo-desktop-apps-XXXXXX";
-        ASSERT_TRUE(mkdtemp(pattern));
-        root = pattern;
-        user = root / "user/applications";
-        system = root / "system/applications";
-        fs::create_directories(user);
-        fs::create_directories(system);
-    }
-    void TearDown() override { fs::remove_all(root); }
-
-    void write(const fs::path& path, const std::string& body) {
+TEST(DesktopApps, MatchesStartupClassThenFileNameAndEarlierFoldersShadowLaterOnes) {
+    char pattern[] = "/tmp/mavo-desktop-apps-XXXXXX";
+    ASSERT_TRUE(mkdtemp(pattern));
+    const fs::path root = pattern, user = root / "user", system = root / "system";
+    auto write = [](const fs::path& path, const std::string& body) {
         fs::create_directories(path.parent_path());
-        std::ofstream(path) << "[Desktop Entry]\n" << body;
-    }
-
-    std::optional<DesktopApps::App> find(const std::string& wmClass) {
-        return DesktopApps::find(wmClass, {user.string(), system.string()});
-    }
-
-    fs::path root, user, system;
-};
-
-TEST_F(DesktopAppsTest, MatchesStartupClassThenFileNameIgnoringCase) {
-    write(system / "org.example.Editor.desktop", "Type=Application\nName=Editor\n");
-    write(system / "browser.desktop",
-          "Type=Application\nName=Web Browser\nStartupWMClass=Navigator\n");
-    write(system / "navigator.desktop", "Type=Application\nName=Not the browser\n");
-    write(system / "xterm.desktop", "Type=Application\nName=XTerm\n");
-
-    EXPECT_EQ(find("XTerm")->name, "XTerm");
-    EXPECT_EQ(find("xterm")->id, "xterm.desktop");
-    // The window class a file declares beats a file that merely shares the name.
-    EXPECT_EQ(find("navigator")->name, "Web Browser");
-    EXPECT_EQ(find("editor")->name, "Editor");
-    EXPECT_FALSE(find("Unknown"));
-    EXPECT_FALSE(find(""));
-}
-
-TEST_F(DesktopAppsTest, EarlierFoldersShadowLaterOnesEvenWhenHiding) {
-    write(system / "term.desktop", "Type=Application\nName=System Term\n");
-    write(user / "term.desktop", "Type=Application\nName=My Term\n");
-    write(system / "gone.desktop", "Type=Application\nName=Gone\n");
-    write(user / "gone.desktop", "Type=Application\nName=Gone\nHidden=true\n");
-    write(system / "kde/konsole.desktop", "Type=Application\nName=Konsole\n");
-    write(system / "link.desktop", "Type=Link\nName=A link\nURL=https://example.invalid\n");
+        std::ofstream(path) << "[Desktop Entry]\nType=Application\n" << body;
+    };
+    write(system / "org.example.Editor.desktop", "Name=Editor\n");
+    write(system / "browser.desktop", "Name=Web Browser\nStartupWMClass=Navigator\n");
+    write(system / "navigator.desktop", "Name=Not the browser\n");
+    write(system / "xterm.desktop", "Name=XTerm\n");
+    write(system / "term.desktop", "Name=System Term\n");
+    write(user / "term.desktop", "Name=My Term\n");
+    write(system / "gone.desktop", "Name=Gone\n");
+    write(user / "gone.desktop", "Name=Gone\nHidden=true\n");
+    write(system / "kde/konsole.desktop", "Name=Konsole\n");
+    std::ofstream(system / "link.desktop") << "[Desktop Entry]\nType=Link\nName=L\nURL=x:y\n";
     std::ofstream(system / "broken.desktop") << "this is not a key file\n";
+    auto name = [&](const std::string& wmClass) {
+        auto app = DesktopApps::find(wmClass, {user.string(), system.string()});
+        return app ? app->name : "-";
+    };
 
-    EXPECT_EQ(find("term")->name, "My Term");
-    EXPECT_FALSE(find("gone"));
-    EXPECT_FALSE(find("link"));
-    EXPECT_FALSE(find("broken"));
-    // Files in subfolders have ids prefixed with the folder's name.
-    EXPECT_EQ(find("kde-konsole")->name, "Konsole");
+    EXPECT_EQ(name("XTerm"), "XTerm");
+    EXPECT_EQ(DesktopApps::find("xterm", {system.string()})->id, "xterm.desktop");
+    // The window class a file declares beats a file that merely shares the name.
+    EXPECT_EQ(name("navigator"), "Web Browser");
+    EXPECT_EQ(name("editor"), "Editor");
+    EXPECT_EQ(name("term"), "My Term");
+    EXPECT_EQ(name("gone"), "-");               // hidden in the earlier folder
+    EXPECT_EQ(name("kde-konsole"), "Konsole");  // subfolders prefix the id
+    for (const char* absent : {"Unknown", "", "link", "broken"})
+        EXPECT_EQ(name(absent), "-") << absent;
+    fs::remove_all(root);
 }
 
-// Sets or clears an environment variable for one test and puts the old value back after.
-class ScopedEnv {
-  public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        if (const char* old = getenv(name)) old_ = old;
-        value ? setenv(name, value, 1) : unsetenv(name);
-    }
-    ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
-
-  private:
-    const char* name_;
-    std::optional<std::string> old_;
-};
-
-TEST_F(DesktopAppsTest, FoldersFollowTheXdgVariables) {
-    ScopedEnv home("HOME", "/home/u");
-    ScopedEnv dataHome("XDG_DATA_HOME", nullptr);
-    ScopedEnv dataDirs("XDG_DATA_DIRS", nullptr);
+TEST(DesktopApps, FoldersFollowTheXdgVariables) {
+    std::map<std::string, std::optional<std::string>> saved;
+    for (const char* var : {"HOME", "XDG_DATA_HOME", "XDG_DATA_DIRS"})
+        saved[var] = getenv(var) ? std::optional<std::string>(getenv(var)) : std::nullopt;
+    setenv("HOME", "/home/u", 1);
     setenv("XDG_DATA_HOME", "/home/u/data", 1);
     setenv("XDG_DATA_DIRS", "/opt/share::/usr/share", 1);
     EXPECT_THAT(DesktopApps::applicationDirs(),
@@ -99,6 +65,8 @@ TEST_F(DesktopAppsTest, FoldersFollowTheXdgVariables) {
     EXPECT_THAT(DesktopApps::applicationDirs(),
                 ElementsAre("/home/u/.local/share/applications", "/usr/local/share/applications",
                             "/usr/share/applications"));
+    for (auto& [var, value] : saved)
+        value ? setenv(var.c_str(), value->c_str(), 1) : unsetenv(var.c_str());
 }
 
 }  // namespace
