@@ -4,8 +4,24 @@
 
 namespace mavo {
 
+struct SerialQueue::Core {
+    struct Key {
+        TimePoint due;
+        uint64_t seq;
+        bool operator<(const Key& o) const { return due != o.due ? due < o.due : seq < o.seq; }
+    };
+
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::map<Key, Block> pending;
+    uint64_t nextSeq = 0;
+    bool stopping = false;
+
+    void run();
+};
+
 namespace {
-thread_local const SerialQueue* currentQueue = nullptr;
+thread_local const void* currentCore = nullptr;
 
 std::chrono::steady_clock::duration toDuration(double seconds) {
     return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
@@ -13,18 +29,43 @@ std::chrono::steady_clock::duration toDuration(double seconds) {
 }
 }  // namespace
 
-SerialQueue::SerialQueue(std::string label) : label_(std::move(label)) {
-    worker_ = std::thread([this] { run(); });
+void SerialQueue::Core::run() {
+    currentCore = this;
+    std::unique_lock<std::mutex> lock(mutex);
+    while (!stopping) {
+        if (pending.empty()) {
+            wake.wait(lock);
+            continue;
+        }
+        auto first = pending.begin();
+        if (first->first.due > std::chrono::steady_clock::now()) {
+            wake.wait_until(lock, first->first.due);
+            continue;
+        }
+        Block block = std::move(first->second);
+        pending.erase(first);
+        lock.unlock();
+        block();
+        block = nullptr;  // release captures outside the lock too
+        lock.lock();
+    }
+    auto dropped = std::move(pending);
+    lock.unlock();  // blocks' captures may own queues of their own
+}
+
+SerialQueue::SerialQueue(std::string label)
+    : label_(std::move(label)), core_(std::make_shared<Core>()) {
+    worker_ = std::thread([core = core_] { core->run(); });
 }
 
 SerialQueue::~SerialQueue() {
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        stopping_ = true;
+        std::lock_guard<std::mutex> lock(core_->mutex);
+        core_->stopping = true;
     }
-    wake_.notify_all();
+    core_->wake.notify_all();
     if (worker_.get_id() == std::this_thread::get_id()) {
-        worker_.detach();  // the last owner went away inside one of our own blocks
+        worker_.detach();  // released by one of its own blocks: the worker winds down by itself
     } else if (worker_.joinable()) {
         worker_.join();
     }
@@ -32,11 +73,11 @@ SerialQueue::~SerialQueue() {
 
 void SerialQueue::enqueue(TimePoint due, Block block) {
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (stopping_) return;
-        pending_.emplace(Key{due, nextSeq_++}, std::move(block));
+        std::lock_guard<std::mutex> lock(core_->mutex);
+        if (core_->stopping) return;
+        core_->pending.emplace(Core::Key{due, core_->nextSeq++}, std::move(block));
     }
-    wake_.notify_all();
+    core_->wake.notify_all();
 }
 
 void SerialQueue::async(Block block) {
@@ -48,16 +89,18 @@ void SerialQueue::sync(const Block& block) {
         block();
         return;
     }
-    std::promise<void> done;
-    auto finished = done.get_future();
-    enqueue(std::chrono::steady_clock::now(), [&block, &done] {
-        block();
-        done.set_value();
-    });
+    auto done = std::make_shared<std::promise<void>>();
+    auto finished = done->get_future();
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (stopping_) return;
+        std::lock_guard<std::mutex> lock(core_->mutex);
+        if (core_->stopping) return;
+        core_->pending.emplace(Core::Key{std::chrono::steady_clock::now(), core_->nextSeq++},
+                               [&block, done] {
+                                   block();
+                                   done->set_value();
+                               });
     }
+    core_->wake.notify_all();
     finished.wait();
 }
 
@@ -69,15 +112,23 @@ std::shared_ptr<RepeatingTimer> SerialQueue::scheduleRepeating(double firstDelay
                                                                Block block) {
     auto timer = std::make_shared<RepeatingTimer>();
     auto period = toDuration(interval);
-    // Each firing schedules the next from its own deadline, so the period does not drift.
+    // Each firing schedules the next from its own deadline, so the period does not drift. The
+    // chain holds the core weakly: a firing after the queue is gone does nothing.
+    std::weak_ptr<Core> weakCore = core_;
     auto fire = std::make_shared<std::function<void(TimePoint)>>();
     std::weak_ptr<std::function<void(TimePoint)>> weakFire = fire;
-    *fire = [this, timer, period, block = std::move(block), weakFire](TimePoint due) {
+    *fire = [weakCore, timer, period, block = std::move(block), weakFire](TimePoint due) {
         if (timer->isCancelled()) return;
         block();
         if (timer->isCancelled()) return;
+        auto core = weakCore.lock();
+        auto self = weakFire.lock();
+        if (!core || !self) return;
         auto next = due + period;
-        if (auto self = weakFire.lock()) enqueue(next, [self, next] { (*self)(next); });
+        std::lock_guard<std::mutex> lock(core->mutex);
+        if (core->stopping) return;
+        core->pending.emplace(Core::Key{next, core->nextSeq++}, [self, next] { (*self)(next); });
+        core->wake.notify_all();
     };
     auto due = std::chrono::steady_clock::now() + toDuration(firstDelay);
     enqueue(due, [fire, due] { (*fire)(due); });
@@ -85,30 +136,7 @@ std::shared_ptr<RepeatingTimer> SerialQueue::scheduleRepeating(double firstDelay
 }
 
 bool SerialQueue::isCurrent() const {
-    return currentQueue == this;
-}
-
-void SerialQueue::run() {
-    currentQueue = this;
-    std::unique_lock<std::mutex> lock(mutex_);
-    while (!stopping_) {
-        if (pending_.empty()) {
-            wake_.wait(lock);
-            continue;
-        }
-        auto first = pending_.begin();
-        if (first->first.due > std::chrono::steady_clock::now()) {
-            wake_.wait_until(lock, first->first.due);
-            continue;
-        }
-        Block block = std::move(first->second);
-        pending_.erase(first);
-        lock.unlock();
-        block();
-        block = nullptr;  // release captures outside the lock too
-        lock.lock();
-    }
-    pending_.clear();
+    return currentCore == core_.get();
 }
 
 }  // namespace mavo

@@ -49,21 +49,14 @@ class SerialQueue {
 
   private:
     using TimePoint = std::chrono::steady_clock::time_point;
-    struct Key {
-        TimePoint due;
-        uint64_t seq;
-        bool operator<(const Key& o) const { return due != o.due ? due < o.due : seq < o.seq; }
-    };
+    // The worker shares this with the queue object, so a queue released by one of its own
+    // blocks leaves the worker nothing dangling to touch.
+    struct Core;
 
     void enqueue(TimePoint due, Block block);
-    void run();
 
     std::string label_;
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::map<Key, Block> pending_;
-    uint64_t nextSeq_ = 0;
-    bool stopping_ = false;
+    std::shared_ptr<Core> core_;
     std::thread worker_;
 };
 
