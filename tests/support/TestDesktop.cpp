@@ -73,12 +73,8 @@ TestDesktop::TestDesktop(Options options) {
 
 TestDesktop::~TestDesktop() {
     if (conn_) xcb_disconnect(conn_);
-    // Clients first, the window manager next, the server last.
-    std::vector<pid_t> order(children_.rbegin(), children_.rend());
-    std::erase_if(order, [&](pid_t p) { return p == windowManager_ || p == server_; });
-    for (pid_t pid : order) stop(pid);
-    stop(windowManager_);
-    stop(server_);
+    // In reverse order of start: clients first, the window manager next, the server last.
+    for (pid_t pid : std::vector(children_.rbegin(), children_.rend())) stop(pid);
     // MAVO_KEEP_TEST_DESKTOP=1 keeps the programs' logs for a post-mortem.
     std::error_code ignored;
     if (!dir_.empty() && !std::getenv("MAVO_KEEP_TEST_DESKTOP")) fs::remove_all(dir_, ignored);

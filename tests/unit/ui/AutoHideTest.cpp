@@ -47,38 +47,42 @@ TEST(AutoHide, EachScreenHasABandBelowItsBarAndStrayPointersUseTheMainOne) {
     env.startWith(true, 0);
     EXPECT_FALSE(env.item.visible);
     ScreenInfo main = primary1080();
+    struct Move {
+        double x, y;
+        bool shown;
+    };
     struct Case {
         const char* name;
         std::vector<ScreenInfo> screens;
-        std::vector<std::pair<std::optional<Point>, bool>> moves;  // where, then shown or not
+        std::vector<Move> moves;
     };
     for (const auto& tc : std::vector<Case>{
-             {"two points below the bar",
-              {main},
-              {{Point{10, 1053}, true}, {Point{10, 1052.5}, false}}},
+             {"two points below the bar", {main}, {{10, 1053, true}, {10, 1052.5, false}}},
              // No bar, or a one-point strip, gives a band of 24 points.
              {"no bar",
               {makeScreen({0, 0, 1920, 1080}, "A", 0)},
-              {{Point{10, 1054}, true}, {Point{10, 1053.5}, false}}},
-             {"one-point bar", {makeScreen({0, 0, 1920, 1080}, "A", 1)}, {{Point{10, 1054}, true}}},
-             // The top of the lower screen is no band of the upper one's.
+              {{10, 1054, true}, {10, 1053.5, false}}},
+             {"one-point bar", {makeScreen({0, 0, 1920, 1080}, "A", 1)}, {{10, 1054, true}}},
+             // The top of the lower screen is no band of the upper one's; pointers off every
+             // screen use the main screen's band.
              {"stacked",
               {main, above(main, 1920, 1200, "UP", 40)},
-              {{Point{10, 400}, false},
-               {Point{10, 1079}, true},
-               {Point{10, 2280 - 41}, true},
-               {Point{10, 2280 - 43}, false},
-               {Point{5000, 1060}, true},
-               {Point{5000, 100}, false},
-               {Point{5000, 1060}, true},
-               {std::nullopt, false}}}}) {
+              {{10, 400, false},
+               {10, 1079, true},
+               {10, 2280 - 41, true},
+               {10, 2280 - 43, false},
+               {5000, 1060, true},
+               {5000, 100, false},
+               {5000, 1060, true}}}}) {
         SCOPED_TRACE(tc.name);
         env.displays.setScreens(tc.screens);
-        for (const auto& [where, shown] : tc.moves) {
-            env.pointer.moveTo(where);
-            EXPECT_EQ(env.item.visible, shown) << (where ? where->y : -1);
+        for (const auto& [x, y, shown] : tc.moves) {
+            env.pointer.moveTo(Point{x, y});
+            EXPECT_EQ(env.item.visible, shown) << x << "," << y;
         }
     }
+    env.pointer.moveTo(std::nullopt);
+    EXPECT_FALSE(env.item.visible);
 }
 
 TEST(AutoHide, ShowDelayIsCancelledByLeavingEarlyAndNotRestartedByMoves) {
