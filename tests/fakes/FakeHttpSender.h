@@ -34,13 +34,11 @@ class FakeHttpSender final : public HttpSender {
         std::lock_guard<std::mutex> lock(mutex_);
         posts_.push_back({url, headers, std::move(body), timeoutSeconds});
     }
-
     bool waitForInFlight(double seconds) override {
         std::lock_guard<std::mutex> lock(mutex_);
         waits_.push_back(seconds);
         return true;
     }
-
     std::vector<Post> posts() const {
         std::lock_guard<std::mutex> lock(mutex_);
         return posts_;
@@ -79,9 +77,8 @@ class FakeSystemProps final : public SystemPropsSource {
     mutable int reads_ = 0;
 };
 
-// Keeps the repeating timers the client schedules so that the test fires them by hand.
-class FakeRepeatingScheduler {
-  public:
+// Keeps the repeating timers the client schedules, for the test to fire by hand.
+struct FakeRepeatingScheduler {
     struct Timer {
         double interval;
         std::function<void()> block;
@@ -90,21 +87,13 @@ class FakeRepeatingScheduler {
 
     Analytics::ScheduleRepeating function() {
         return [this](double interval, std::function<void()> block) {
-            auto handle = std::make_shared<RepeatingTimer>();
-            timers.push_back({interval, std::move(block), handle});
-            return handle;
+            timers.push_back({interval, std::move(block), std::make_shared<RepeatingTimer>()});
+            return timers.back().handle;
         };
     }
-
-    // Runs every timer that has not been cancelled; returns how many ran.
-    int fireAll() {
-        int fired = 0;
-        for (auto& t : timers) {
-            if (t.handle->isCancelled()) continue;
-            t.block();
-            ++fired;
-        }
-        return fired;
+    void fireAll() {
+        for (auto& t : timers)
+            if (!t.handle->isCancelled()) t.block();
     }
 
     std::vector<Timer> timers;

@@ -15,91 +15,54 @@ using namespace mavo;
 
 namespace {
 
-// Sets or clears an environment variable for one test and puts it back afterwards.
-class ScopedEnv {
-  public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) old_ = old;
-        if (value) {
-            setenv(name, value, 1);
-        } else {
-            unsetenv(name);
-        }
+// Sets (or with nullptr clears) an environment variable until the end of the scope.
+struct ScopedEnv {
+    ScopedEnv(const char* name, const char* value) : name(name) {
+        if (const char* v = std::getenv(name)) old = v;
+        value ? setenv(name, value, 1) : unsetenv(name);
     }
-    ~ScopedEnv() {
-        if (old_) {
-            setenv(name_, old_->c_str(), 1);
-        } else {
-            unsetenv(name_);
-        }
-    }
-
-  private:
-    const char* name_;
-    std::optional<std::string> old_;
+    ~ScopedEnv() { old ? setenv(name, old->c_str(), 1) : unsetenv(name); }
+    const char* name;
+    std::optional<std::string> old;
 };
-
-std::string writeTemp(const std::string& content) {
-    char path[] = "/tmp/mavo-product-XXXXXX";
-    int fd = mkstemp(path);
-    EXPECT_GE(fd, 0);
-    close(fd);
-    std::ofstream(path) << content;
-    return path;
-}
 
 }  // namespace
 
-TEST(LinuxSystemProps, LocaleIsLanguageAndTerritoryOnly) {
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale("en_US.UTF-8"), "en_US");
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale("de_DE.utf8@euro"), "de_DE");
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale("sr_RS@latin"), "sr_RS");
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale("fr"), "fr");
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale("C.UTF-8"), "en_US_POSIX");
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale("POSIX"), "en_US_POSIX");
-    EXPECT_EQ(LinuxSystemProps::normaliseLocale(""), "en_US_POSIX");
-}
-
-TEST(LinuxSystemProps, LocaleFollowsTheMessageLocalePrecedence) {
-    ScopedEnv all("LC_ALL", "fr_FR.UTF-8");
-    ScopedEnv messages("LC_MESSAGES", "de_DE.UTF-8");
-    ScopedEnv lang("LANG", "en_GB.UTF-8");
-    EXPECT_EQ(LinuxSystemProps::currentLocale(), "fr_FR");
-    {
-        ScopedEnv emptyAll("LC_ALL", "");
-        EXPECT_EQ(LinuxSystemProps::currentLocale(), "de_DE");
-        ScopedEnv noMessages("LC_MESSAGES", nullptr);
-        EXPECT_EQ(LinuxSystemProps::currentLocale(), "en_GB");
-        ScopedEnv noLang("LANG", nullptr);
-        EXPECT_EQ(LinuxSystemProps::currentLocale(), "en_US_POSIX");
+TEST(LinuxSystemProps, LocaleIsTheMessageLocalesLanguageAndTerritory) {
+    for (auto [posix, locale] :
+         std::vector<std::pair<const char*, const char*>>{{"de_DE.utf8@euro", "de_DE"},
+                                                          {"sr_RS@latin", "sr_RS"},
+                                                          {"fr", "fr"},
+                                                          {"C.UTF-8", "en_US_POSIX"},
+                                                          {"POSIX", "en_US_POSIX"},
+                                                          {"", "en_US_POSIX"}}) {
+        EXPECT_EQ(LinuxSystemProps::normaliseLocale(posix), locale) << posix;
     }
+    ScopedEnv all("LC_ALL", "fr_FR.UTF-8"), messages("LC_MESSAGES", "de_DE.UTF-8"),
+        lang("LANG", "en_GB.UTF-8");
+    EXPECT_EQ(LinuxSystemProps::currentLocale(), "fr_FR");
+    ScopedEnv emptyAll("LC_ALL", "");
+    EXPECT_EQ(LinuxSystemProps::currentLocale(), "de_DE");
+    ScopedEnv noMessages("LC_MESSAGES", nullptr);
+    EXPECT_EQ(LinuxSystemProps::currentLocale(), "en_GB");
+    ScopedEnv noLang("LANG", nullptr);
+    EXPECT_EQ(LinuxSystemProps::currentLocale(), "en_US_POSIX");
 }
 
-TEST(LinuxSystemProps, DeviceModelIsTheTrimmedProductNameOrEmpty) {
-    std::string path = writeTemp("  ThinkPad X1 Carbon Gen 9 \n\nsecond line\n");
-    LinuxSystemProps props("com.quastorn.mavo", path);
-    EXPECT_EQ(props.read().deviceModel, "ThinkPad X1 Carbon Gen 9");
-    std::remove(path.c_str());
-    EXPECT_EQ(props.read().deviceModel, "");  // read again each time, and gone now
-
-    std::string blank = writeTemp("\n");
-    EXPECT_EQ(LinuxSystemProps::readTrimmed(blank), "");
-    std::remove(blank.c_str());
-}
-
-TEST(LinuxSystemProps, DescribesThisSystemAndThisBuild) {
-    struct utsname u {};
-    ASSERT_EQ(uname(&u), 0);
+TEST(LinuxSystemProps, DescribesThisSystemThisBuildAndTheProductNameReadEachTime) {
+    char path[] = "/tmp/mavo-product-XXXXXX";
+    close(mkstemp(path));
+    std::ofstream(path) << "  ThinkPad X1 Carbon Gen 9 \n\nsecond line\n";
     ScopedEnv all("LC_ALL", "pt_BR.UTF-8");
-    SystemProps p = LinuxSystemProps("com.quastorn.mavo", "/nonexistent/product_name").read();
-    EXPECT_FALSE(p.isDebug);
-    EXPECT_EQ(p.locale, "pt_BR");
-    EXPECT_EQ(p.osName, "Linux");
-    EXPECT_EQ(p.osVersion, u.release);
-    EXPECT_EQ(p.appVersion, mavo::appVersion);
-    EXPECT_EQ(p.appBuildNumber, mavo::appBuildNumber);
-    EXPECT_EQ(p.sdkVersion, "aptabase-swift@0.3.11");
-    EXPECT_EQ(p.deviceModel, "");
-
+    LinuxSystemProps props("com.quastorn.mavo", path);
+    struct utsname u {};
+    uname(&u);
+    EXPECT_TRUE(props.read() == (SystemProps{false, "pt_BR", "Linux", u.release, mavo::appVersion,
+                                             mavo::appBuildNumber, "aptabase-swift@0.3.11",
+                                             "ThinkPad X1 Carbon Gen 9"}));
+    std::ofstream(path) << "\n";
+    EXPECT_EQ(props.read().deviceModel, "");
+    std::remove(path);
+    EXPECT_EQ(props.read().deviceModel, "");
     EXPECT_TRUE(LinuxSystemProps("com.quastorn.mavo.dev").read().isDebug);
 }

@@ -1,51 +1,31 @@
 #!/usr/bin/env python3
-"""Loopback HTTP server for the analytics tests.
-
-Appends every request it receives to --log as one JSON line (method, path, headers, body), then
-answers according to --mode: "ok" at once, "slow" after --delay seconds, "hang" never. Once
-listening it writes its port to --ready, so the test can start it on a free port.
-"""
-import argparse
-import json
-import os
-import threading
-import time
+# Loopback HTTP server for the analytics tests. Logs each request as a JSON line and answers as
+# the path's second segment says: /<tag>/ok at once, /<tag>/slow-<seconds> late, /<tag>/hang never.
+# Prints "<port> <port bound but not listening> <log>", and exits once its parent is gone.
+import json, os, socket, tempfile, threading, time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
-parser = argparse.ArgumentParser()
-parser.add_argument("--log", required=True)
-parser.add_argument("--ready", required=True)
-parser.add_argument("--mode", choices=["ok", "slow", "hang"], default="ok")
-parser.add_argument("--delay", type=float, default=0.0)
-args = parser.parse_args()
-
-log_lock = threading.Lock()
+log_fd, log_path = tempfile.mkstemp(prefix="mavo-analytics-", suffix=".jsonl")
+lock = threading.Lock()
 
 
 class Handler(BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
 
     def do_POST(self):
-        length = int(self.headers.get("Content-Length", "0"))
-        body = self.rfile.read(length)
-        record = {
-            "method": self.command,
-            "path": self.path,
-            "headers": {k.lower(): v for k, v in self.headers.items()},
-            "body": body.decode("utf-8", "replace"),
-        }
-        with log_lock, open(args.log, "a", encoding="utf-8") as f:
-            f.write(json.dumps(record) + "\n")
-        if args.mode == "hang":
+        body = self.rfile.read(int(self.headers.get("Content-Length", "0")))
+        record = {"method": self.command, "path": self.path, "body": body.decode(),
+                  "headers": {k.lower(): v for k, v in self.headers.items()}}
+        with lock:
+            os.write(log_fd, (json.dumps(record) + "\n").encode())
+        mode = (self.path.split("/") + [""] * 3)[2]
+        if mode == "hang":
             threading.Event().wait()
-        if args.mode == "slow":
-            time.sleep(args.delay)
+        if mode.startswith("slow-"):
+            time.sleep(float(mode[5:]))
         self.send_response(200)
         self.send_header("Content-Length", "0")
         self.end_headers()
-
-    do_GET = do_POST
-    do_PUT = do_POST
 
     def log_message(self, *unused):
         pass
@@ -53,8 +33,11 @@ class Handler(BaseHTTPRequestHandler):
 
 server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
 server.daemon_threads = True
-tmp = args.ready + ".tmp"
-with open(tmp, "w", encoding="utf-8") as f:
-    f.write(str(server.server_address[1]))
-os.rename(tmp, args.ready)
-server.serve_forever()
+refusing = socket.socket()
+refusing.bind(("127.0.0.1", 0))
+parent = os.getppid()
+threading.Thread(target=server.serve_forever, daemon=True).start()
+print(server.server_address[1], refusing.getsockname()[1], log_path, flush=True)
+while os.getppid() == parent:
+    time.sleep(0.2)
+os.remove(log_path)
