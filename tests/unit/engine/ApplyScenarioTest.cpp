@@ -53,17 +53,6 @@ TEST(ApplyScenario, CorrectionStopsAfterFourRounds) {
               "Δw=-60.0 Δh=0.0 iters=4 mem=false");
 }
 
-TEST(ApplyScenario, OvershootInBothDimensionsIsCorrectedInOneRound) {
-    EngineHarness h({laptop()});
-    h.launch();
-    int32_t pid = h.addApp("com.example.both");
-    auto w = h.addWindow(pid, "Both", {100, 100, 800, 600});
-    h.server.setResizeBehaviour(w, ResizeBehaviour::overshoot(5, 8));
-    h.tick();
-    EXPECT_EQ(h.server.sizeWrites(w), (std::vector<Size>{{1440, 875}, {1434, 866}}));
-    EXPECT_EQ(h.frame(w), (Rect{0, 25, 1439, 874}));
-}
-
 // An application that will not grow its window and puts it back where it wants it after every
 // move: three failed applies in a row give it up.
 struct StubbornWindow {
@@ -179,59 +168,6 @@ TEST(ApplyScenario, ReappliesSpreadOverMoreThanFiveSecondsAreNotOscillation) {
     EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
     EXPECT_EQ(h.linesStartingWith("apply ").size(), 11u);
     EXPECT_TRUE(h.linesStartingWith("PROBE").empty());
-}
-
-// Forwards to the fake window server, but a window's size cannot be read after it was written.
-class SizeVanishesAfterWrite final : public WindowServer {
-  public:
-    explicit SizeVanishesAfterWrite(FakeWindowServer& inner) : inner_(inner) {}
-    std::optional<AttributeValue> copyAttribute(const WindowHandle& e,
-                                                std::string_view a) override {
-        if (a == Attr::size && written_) return std::nullopt;
-        return inner_.copyAttribute(e, a);
-    }
-    bool setPoint(const WindowHandle& e, std::string_view a, Point v) override {
-        return inner_.setPoint(e, a, v);
-    }
-    bool setSize(const WindowHandle& e, std::string_view a, Size v) override {
-        written_ = true;
-        return inner_.setSize(e, a, v);
-    }
-    bool isSettable(const WindowHandle& e, std::string_view a) override {
-        return inner_.isSettable(e, a);
-    }
-    std::optional<AttributeValue> applicationWindows(int32_t pid) override {
-        return inner_.applicationWindows(pid);
-    }
-    std::optional<int32_t> pid(const WindowHandle& e) override { return inner_.pid(e); }
-    void setGlobalMessagingTimeout(float s) override { inner_.setGlobalMessagingTimeout(s); }
-
-  private:
-    FakeWindowServer& inner_;
-    std::atomic<bool> written_{false};
-};
-
-TEST(ApplyScenario, UnreadableFrameAfterTheWriteEndsTheApplySilently) {
-    EngineHarness h;
-    SizeVanishesAfterWrite server(h.server);
-    AX ax(server);
-    auto env = h.environment();
-    auto engine =
-        MaximizeEngine::create({ax, env.workspace, env.screens, env.store, env.drag, env.events,
-                                env.defaults, env.clock, env.windowList, env.selfBundleID});
-    engine->loadPrefs();
-    int32_t pid = h.addApp("com.example.flaky");
-    auto w = h.addWindow(pid, "Flaky", {300, 200, 800, 600});
-    engine->tickAndWait();
-
-    EXPECT_EQ(h.server.writesTo(w).size(), 3u);
-    EXPECT_TRUE(h.logLines().empty());
-    EXPECT_EQ(engine->windowsMaximizedCount(), 0);
-    auto st = engine->windowState(w);
-    ASSERT_TRUE(st);
-    EXPECT_EQ(st->reassertStamps.size(), 1u);
-    EXPECT_FALSE(st->expectedFrame);
-    EXPECT_EQ(st->disposition, Disposition::managed);
 }
 
 }  // namespace

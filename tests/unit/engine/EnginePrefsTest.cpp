@@ -4,21 +4,12 @@
 
 #include <fstream>
 
-#include "engine/EngineLists.h"
 #include "fakes/EngineHarness.h"
 
 namespace mavo::test {
 namespace {
 
 using Strings = std::vector<std::string>;
-
-TEST(EnginePrefs, BuiltInListsHaveTheirMembers) {
-    EXPECT_EQ(defaultExcludedBundleIDs().size(), 11u);
-    EXPECT_EQ(wideFocusApps().size(), 17u);
-    EXPECT_TRUE(defaultExcludedBundleIDs().count("com.apple.systempreferences"));
-    EXPECT_TRUE(wideFocusApps().count("company.thebrowser.Browser"));
-    EXPECT_FALSE(wideFocusApps().count("com.apple.Terminal"));
-}
 
 TEST(EnginePrefs, FirstLaunchSeedsInstalledBuiltInExclusionsOnce) {
     EngineHarness h;

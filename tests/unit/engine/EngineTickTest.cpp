@@ -129,20 +129,6 @@ TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
     EXPECT_EQ(h.frame(editor), (Rect{(1920 - 0.62 * 1920) * 0.5, 27, 0.62 * 1920, 0.8 * 1055}));
 }
 
-TEST(EngineTick, BuiltInAppTheUserStoppedExcludingIsTopCentredOnlyInTopCenterMode) {
-    EngineHarness h;
-    h.launch();  // TextEdit not installed: not seeded, not excluded
-    auto w = h.addWindow(h.addApp("com.apple.TextEdit"), "Untitled", kSmall);
-    h.engine->setTopCenterMode(false);
-    h.tick();
-    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
-
-    auto second = h.addWindow(h.addApp("com.apple.TextEdit"), "Other", kSmall);
-    h.engine->setTopCenterMode(true);
-    h.step();
-    EXPECT_NEAR(h.frame(second)->width, 0.62 * 1920, 1e-9);
-}
-
 TEST(EngineTick, FocusEligibilityExcludesCellSnapApplications) {
     EngineHarness h({makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600)});
     h.launch();
@@ -178,16 +164,6 @@ TEST(EngineTick, VanishedAndNoLongerEligibleWindowsAreForgotten) {
     h.server.removeWindow(kept);
     h.step();
     EXPECT_EQ(h.engine->trackedWindowCount(), 1u);
-}
-
-TEST(EngineTick, UnreadableFrameCreatesNoState) {
-    EngineHarness h;
-    h.launch();
-    auto w = h.addWindow(h.addApp(kEditor), "Doc", kSmall);
-    h.server.removeAttribute(w, "AXSize");
-    h.tick();
-    EXPECT_FALSE(h.state(w));
-    EXPECT_EQ(h.server.writeCount(), 0u);
 }
 
 TEST(EngineTick, WindowOnNoDisplayIsTheUsers) {
