@@ -30,13 +30,13 @@ if ctest --test-dir build/release -N -L e2e | grep -q "Total Tests: [1-9]"; then
 fi
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
-configure build/asan -DMAVO_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug
+configure build/asan -DMAVO_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug -DMAVO_BUNDLE_CORE=OFF
 cmake --build build/asan -j "$jobs"
 (cd build/asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
     ctest --output-on-failure -j "$jobs" -LE e2e)
 
 echo "== ThreadSanitizer"
-configure build/tsan -DMAVO_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug
+configure build/tsan -DMAVO_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug -DMAVO_BUNDLE_CORE=OFF
 cmake --build build/tsan -j "$jobs" --target mavo_thread_tests
 (cd build/tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j "$jobs" -L threads)
 
