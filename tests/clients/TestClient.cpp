@@ -230,11 +230,13 @@ int main(int argc, char** argv) {
     xcb_flush(c);
 
     int lastWidth = o.width, lastHeight = o.height;  // the size this client last asked for
-    std::optional<Clock::time_point> restoreAt;
+    // A plain deadline and flag: gcc's -O2 flow analysis misreads an optional<time_point> here.
+    bool restoring = false;
+    Clock::time_point restoreAt{};
     bool announced = false;
     for (;;) {
-        if (restoreAt && Clock::now() >= *restoreAt) {
-            restoreAt.reset();
+        if (restoring && Clock::now() >= restoreAt) {
+            restoring = false;
             configure(c, w, std::make_pair(o.x, o.y), o.width, o.height);
         }
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
@@ -252,7 +254,8 @@ int main(int argc, char** argv) {
                         lastHeight = e->height + o.overshoot;
                         configure(c, w, std::nullopt, lastWidth, lastHeight);
                     } else if (o.kind == "fighting" &&
-                               (e->width != o.width || e->height != o.height) && !restoreAt) {
+                               (e->width != o.width || e->height != o.height) && !restoring) {
+                        restoring = true;
                         restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
                     }
                 }
@@ -269,9 +272,9 @@ int main(int argc, char** argv) {
         if (xcb_connection_has_error(c)) return 1;
         // Everything queued is handled, so only new data on the socket can bring more.
         int timeout = -1;
-        if (restoreAt) {
+        if (restoring) {
             auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(*restoreAt - Clock::now());
+                std::chrono::duration_cast<std::chrono::milliseconds>(restoreAt - Clock::now());
             timeout = int(std::max<long long>(0, left.count()));
         }
         pollfd pfd{xcb_get_file_descriptor(c), POLLIN, 0};
