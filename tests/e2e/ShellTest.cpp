@@ -1,112 +1,81 @@
 // The program around the engine: its command line, the sessions it refuses, one instance per
 // display, launch at login on the first launch, and how it ends.
 
-#include <signal.h>
-
-#include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <cstdio>
+#include <tuple>
 
 #include "E2ETest.h"
 
 namespace mavo::e2e {
 namespace {
 
-int lineCount(const std::string& text) {
-    return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+struct Output {
+    int status = -1;
+    std::string out, err;
+};
+
+// Runs mavo with only these environment variables, outside any desktop.
+Output runAlone(const std::string& env, const std::string& args) {
+    std::string errFile = ::testing::TempDir() + "mavo-e2e-stderr";
+    std::string command = "env -i " + env + " " MAVO_BINARY " " + args + " 2>" + errFile;
+    Output o;
+    FILE* pipe = popen(command.c_str(), "r");
+    for (char buf[256]; pipe && fgets(buf, sizeof buf, pipe);) o.out += buf;
+    int status = pipe ? pclose(pipe) : -1;
+    o.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    o.err = readText(errFile);
+    return o;
 }
 
-TEST(ShellCommandLine, VersionIsPrintedWithoutNeedingADisplay) {
-    Output r = runWithoutDesktop({MAVO_BINARY, "--version"}, {});
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, std::string("mavo ") + MAVO_VERSION + "\n");
-    EXPECT_EQ(r.err, "");
+TEST(ShellCommandLine, VersionNeedsNoDisplayAndEachRefusalIsOneLine) {
+    Output version = runAlone("", "--version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out, "mavo " MAVO_VERSION "\n");
+    EXPECT_EQ(version.err, "");
 
-    Output bad = runWithoutDesktop({MAVO_BINARY, "--frobnicate"}, {});
-    EXPECT_NE(bad.status, 0);
-    EXPECT_EQ(lineCount(bad.err), 1) << bad.err;
-}
-
-TEST(ShellCommandLine, SessionsWithoutAnXDisplayAreRefusedInOneLine) {
-    Output none = runWithoutDesktop({MAVO_BINARY}, {"HOME=/nonexistent"});
-    EXPECT_NE(none.status, 0);
-    EXPECT_EQ(lineCount(none.err), 1) << none.err;
-    EXPECT_EQ(none.err.rfind("Mavo: no X display", 0), 0u) << none.err;
-
-    Output wayland =
-        runWithoutDesktop({MAVO_BINARY}, {"HOME=/nonexistent", "WAYLAND_DISPLAY=wayland-0"});
-    EXPECT_NE(wayland.status, 0);
-    EXPECT_EQ(lineCount(wayland.err), 1) << wayland.err;
-    EXPECT_NE(wayland.err.find("Wayland session without X11"), std::string::npos) << wayland.err;
-
-    Output unreachable = runWithoutDesktop({MAVO_BINARY}, {"HOME=/nonexistent", "DISPLAY=:9971"});
-    EXPECT_NE(unreachable.status, 0);
-    EXPECT_EQ(lineCount(unreachable.err), 1) << unreachable.err;
-    EXPECT_NE(unreachable.err.find(":9971"), std::string::npos) << unreachable.err;
+    for (auto [env, args, says] : {
+             std::tuple{"", "--frobnicate", "mavo: unknown option \"--frobnicate\""},
+             {"HOME=/nonexistent", "", "Mavo: no X display"},
+             {"HOME=/nonexistent WAYLAND_DISPLAY=wayland-0", "", "Wayland session without X11"},
+             {"HOME=/nonexistent DISPLAY=:9971", "", ":9971"},
+         }) {
+        Output refused = runAlone(env, args);
+        EXPECT_NE(refused.status, 0) << env << args;
+        EXPECT_EQ(std::ranges::count(refused.err, '\n'), 1) << refused.err;
+        EXPECT_NE(refused.err.find(says), npos) << refused.err;
+    }
 }
 
 using ShellTest = E2ETest;
 
-TEST_F(ShellTest, SecondMavoOnTheSameDisplaySaysSoAndLeavesTheFirstAlone) {
-    startDesktop();
-    startMavo();
-    int status = desktop->run({MAVO_BINARY}, 15);
-    EXPECT_NE(status, 0);
-    EXPECT_NE(status, -1);  // it ended by itself
-    EXPECT_NE(desktop->mavoStderr().find("Mavo: another Mavo is already running on display"),
-              std::string::npos)
-        << desktop->mavoStderr();
+TEST_F(ShellTest, OneMavoPerDisplayLaunchAtLoginOnceAndAnOrderlyEndOnEverySignal) {
+    ASSERT_TRUE(start());
+    // A second Mavo on the same display says so and ends by itself; the first works on.
+    int second = desktop->run({MAVO_BINARY}, 15);
+    EXPECT_GT(second, 0);
+    EXPECT_NE(err().find("Mavo: another Mavo is already running on display"), npos);
+    EXPECT_TRUE(becomes(client("e2e-still-managed", "400x300+10+10"), kScreen));
 
-    // The first one goes on working.
-    auto w = desktop->startClient({"--title", "e2e-still-managed"});
-    ASSERT_TRUE(w);
-    EXPECT_TRUE(syncUntil([&] { return desktop->frame(w->window) == (Frame{0, 0, 1920, 1080}); }));
-    expectSurvivesAndExitsCleanly();
+    // The first launch turned launch at login on; the user turns it off as session settings do.
+    auto entry = path("config/autostart/mavo.desktop");
+    EXPECT_NE(readText(entry).find("Exec=" MAVO_BINARY "\n"), npos) << readText(entry);
+    EXPECT_EQ(readJson(path("config/mavo/defaults.json"))["didApplyLoginItemDefault"], true);
+    std::ofstream(entry, std::ios::app) << "Hidden=true\n";
 
-    // Once it is gone, the display is free for the next one.
-    startMavo();
-    expectSurvivesAndExitsCleanly();
-}
-
-TEST_F(ShellTest, FirstLaunchTurnsOnLaunchAtLoginAndLaterLaunchesRespectTheChoice) {
-    startDesktop();
-    startMavo();
-    expectSurvivesAndExitsCleanly();
-
-    std::ifstream entry(desktop->autostartEntry());
-    ASSERT_TRUE(entry) << "no autostart entry";
-    std::string text((std::istreambuf_iterator<char>(entry)), {});
-    EXPECT_NE(text.find("Exec=" + std::string(MAVO_BINARY)), std::string::npos) << text;
-    auto defaults = nlohmann::json::parse(std::ifstream(desktop->defaultsFile()), nullptr, false);
-    EXPECT_EQ(defaults["didApplyLoginItemDefault"], true) << defaults.dump();
-
-    // The user switches it off (as the desktop's own session settings do); it stays off.
-    std::ofstream(desktop->autostartEntry(), std::ios::app) << "Hidden=true\n";
-    startMavo();
-    expectSurvivesAndExitsCleanly();
-    std::ifstream again(desktop->autostartEntry());
-    std::string after((std::istreambuf_iterator<char>(again)), {});
-    EXPECT_NE(after.find("Hidden=true"), std::string::npos) << after;
-}
-
-TEST_F(ShellTest, InterruptAndHangupEndMavoTheOrderlyWay) {
-    startDesktop();
+    // Each terminating signal ends Mavo in order and frees the display for the next one, which
+    // leaves launch at login off. SIGTERM is the fixture's own.
     for (int signum : {SIGINT, SIGHUP}) {
-        startMavo();
-        auto reply = desktop->sync();
-        EXPECT_TRUE(reply.answered);
-        EXPECT_EQ(desktop->stopMavo(signum), 0) << "signal " << signum << "\n"
-                                                << desktop->mavoStderr();
+        expectOrderlyExit(signum);
+        ASSERT_TRUE(startMavo());
     }
+    EXPECT_NE(readText(entry).find("Hidden=true"), npos) << readText(entry);
 }
 
 TEST_F(ShellTest, MavoQuitsWhenTheXServerGoesAway) {
-    startDesktop();
-    startMavo();
+    ASSERT_TRUE(start());
     desktop->stopServer();
-    EXPECT_NE(desktop->waitForMavoExit(10), -1) << desktop->mavoStderr();
-    EXPECT_NE(desktop->mavoStderr().find("Mavo: the X display went away"), std::string::npos)
-        << desktop->mavoStderr();
+    EXPECT_GE(desktop->waitExit(std::exchange(mavo, 0), 10).value_or(-1), 0);
+    EXPECT_NE(err().find("Mavo: the X display went away"), npos) << err();
 }
 
 }  // namespace
