@@ -2,149 +2,85 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
+
+#include "fakes/FakeUserDefaults.h"
 
 namespace mavo {
 namespace {
 
-class MemoryDefaults final : public UserDefaults {
-  public:
-    std::optional<nlohmann::json> object(const std::string& key) const override {
-        auto it = values.find(key);
-        if (it == values.end()) return std::nullopt;
-        return it->second;
-    }
-    void set(const std::string& key, const nlohmann::json& value) override { values[key] = value; }
-    void remove(const std::string& key) override { values.erase(key); }
+using Status = LoginService::Status;
+using Lines = std::vector<std::string>;
 
-    std::map<std::string, nlohmann::json> values;
-};
-
-// A login service whose state and failures the test scripts; it records every call.
-class ScriptedLoginService final : public LoginService {
-  public:
-    Status status() override {
-        calls.push_back("status");
-        return state;
-    }
+// The test is the login service: it scripts its state and failures and records every change.
+class LoginItemTest : public ::testing::Test, public LoginService {
+  protected:
+    Status status() override { return state; }
     bool registerApp(std::string& error) override {
-        calls.push_back("register");
-        if (!registerError.empty()) {
-            error = registerError;
-            return false;
-        }
-        state = Status::enabled;
-        return true;
+        return change("register", Status::enabled, error);
     }
     bool unregisterApp(std::string& error) override {
-        calls.push_back("unregister");
-        if (!unregisterError.empty()) {
-            error = unregisterError;
-            return false;
-        }
-        state = Status::notRegistered;
-        return true;
+        return change("unregister", Status::notRegistered, error);
     }
-
-    int count(const std::string& call) const {
-        return static_cast<int>(std::count(calls.begin(), calls.end(), call));
+    bool change(const std::string& call, Status to, std::string& error) {
+        calls.push_back(call);
+        if (!failure.empty()) return error = failure, false;
+        return state = to, true;
+    }
+    LoginItem item() {
+        return LoginItem(*this, defaults, [this](const std::string& l) { log.push_back(l); });
     }
 
     Status state = Status::notRegistered;
-    std::string registerError;
-    std::string unregisterError;
-    std::vector<std::string> calls;
+    std::string failure;  // the reason every change fails with, if any
+    Lines calls, log;
+    test::FakeUserDefaults defaults;
 };
 
-class LoginItemTest : public ::testing::Test {
-  protected:
-    LoginItem item() {
-        return LoginItem(service, defaults, [this](const std::string& l) { log.push_back(l); });
+// Launch at login is turned on once, on the first launch; later launches keep the user's choice,
+// registering anew only what is on so that the entry follows the current program.
+TEST_F(LoginItemTest, FirstLaunchTurnsItOnOnceAndLaterLaunchesKeepTheUsersChoice) {
+    const std::string refused = "The operation couldn’t be completed.";
+    for (auto [firstLaunch, before, why, registers, after] : {
+             std::tuple{true, Status::notRegistered, std::string(), 1, Status::enabled},
+             {true, Status::notRegistered, refused, 1, Status::notRegistered},
+             // Switched off by the user, or the failed first launch: not retried.
+             {false, Status::notRegistered, std::string(), 0, Status::notRegistered},
+             {false, Status::enabled, std::string(), 1, Status::enabled},
+             {false, Status::requiresApproval, std::string(), 0, Status::requiresApproval},
+         }) {
+        SCOPED_TRACE(testing::Message() << firstLaunch << " " << int(before) << " " << why);
+        defaults.remove(LoginItem::appliedDefaultKey);
+        if (!firstLaunch) defaults.set(LoginItem::appliedDefaultKey, true);
+        state = before, failure = why, calls.clear(), log.clear();
+        item().configureAtLaunch();
+        EXPECT_TRUE(defaults.boolean(LoginItem::appliedDefaultKey));
+        EXPECT_EQ(calls, Lines(registers, "register"));
+        EXPECT_EQ(state, after);
+        EXPECT_EQ(log, why.empty() ? Lines{} : Lines{"Mavo: login-item register failed: " + why});
     }
-
-    MemoryDefaults defaults;
-    ScriptedLoginService service;
-    std::vector<std::string> log;
-};
-
-TEST_F(LoginItemTest, FirstLaunchMarksTheDefaultAndRegistersEvenWhenThatFails) {
-    service.registerError = "The operation couldn’t be completed.";
-    item().configureAtLaunch();
-
-    EXPECT_EQ(defaults.values.at("didApplyLoginItemDefault"), true);
-    EXPECT_EQ(service.count("register"), 1);
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0], "Mavo: login-item register failed: The operation couldn’t be completed.");
-
-    // The default is applied once: the failure is not retried on the next launch.
-    service.calls.clear();
-    item().configureAtLaunch();
-    EXPECT_EQ(service.count("register"), 0);
-    EXPECT_EQ(log.size(), 1u);
 }
 
-TEST_F(LoginItemTest, FirstLaunchTurnsLaunchAtLoginOn) {
-    item().configureAtLaunch();
+TEST_F(LoginItemTest, SwitchingCallsTheServiceOnlyForAChangeAndReportsFailures) {
+    EXPECT_TRUE(item().setEnabled(false));  // not registered: nothing to do
+    EXPECT_TRUE(item().toggle());
     EXPECT_TRUE(item().isEnabled());
-    EXPECT_TRUE(log.empty());
-}
-
-TEST_F(LoginItemTest, LaterLaunchesKeepTheUsersChoice) {
-    defaults.values["didApplyLoginItemDefault"] = true;
-
-    // Switched off by the user: stays off, and nothing is unregistered either.
-    item().configureAtLaunch();
-    EXPECT_EQ(service.count("register"), 0);
-    EXPECT_EQ(service.count("unregister"), 0);
+    EXPECT_TRUE(item().toggle());
     EXPECT_FALSE(item().isEnabled());
+    EXPECT_EQ(calls, (Lines{"register", "unregister"}));
 
-    // Switched on: registered anew so the entry follows the current program.
-    service.state = LoginService::Status::enabled;
-    service.calls.clear();
-    item().configureAtLaunch();
-    EXPECT_EQ(service.count("register"), 1);
-
-    // Any state other than enabled counts as the user's "off".
-    service.state = LoginService::Status::requiresApproval;
-    service.calls.clear();
-    item().configureAtLaunch();
-    EXPECT_EQ(service.count("register"), 0);
-}
-
-TEST_F(LoginItemTest, TurningOffWhenNotRegisteredSucceedsWithoutCallingTheService) {
-    EXPECT_TRUE(item().setEnabled(false));
-    EXPECT_EQ(service.count("unregister"), 0);
-    EXPECT_EQ(service.count("register"), 0);
-}
-
-TEST_F(LoginItemTest, UnregisterFailureIsLoggedAndReported) {
-    service.state = LoginService::Status::enabled;
-    service.unregisterError = "entry is read-only";
+    state = Status::enabled, failure = "entry is read-only";
     EXPECT_FALSE(item().setEnabled(false));
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0], "Mavo: login-item unregister failed: entry is read-only");
     EXPECT_TRUE(item().isEnabled());
-}
-
-TEST_F(LoginItemTest, ToggleFlipsTheServiceState) {
-    EXPECT_TRUE(item().toggle());
-    EXPECT_TRUE(item().isEnabled());
-    EXPECT_TRUE(item().toggle());
-    EXPECT_FALSE(item().isEnabled());
-    EXPECT_EQ(service.count("register"), 1);
-    EXPECT_EQ(service.count("unregister"), 1);
-}
-
-TEST_F(LoginItemTest, FailureLineGoesToStandardErrorByDefault) {
-    service.registerError = "Permission denied";
-    LoginItem plain(service, defaults);
+    EXPECT_EQ(log, Lines{"Mavo: login-item unregister failed: entry is read-only"});
+    // Without a log of its own the line goes to standard error.
+    state = Status::notRegistered;
     ::testing::internal::CaptureStderr();
-    EXPECT_FALSE(plain.setEnabled(true));
+    EXPECT_FALSE(LoginItem(*this, defaults).setEnabled(true));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "Mavo: login-item register failed: Permission denied\n");
+              "Mavo: login-item register failed: entry is read-only\n");
 }
 
 }  // namespace
