@@ -1,12 +1,11 @@
-// The two files Mavo keeps in the user's configuration folder: the settings object and the
-// autostart entry.
+// The settings file and the autostart entry that Mavo keeps in the user's configuration folder.
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/XdgAutostart.h"
@@ -16,19 +15,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using Status = LoginService::Status;
-using namespace std::string_literals;
 
 class SettingsFilesTest : public ::testing::Test {
   protected:
     ~SettingsFilesTest() override { fs::remove_all(dir, ignored); }
     static std::string read(const fs::path& p) {
-        std::ostringstream s;
-        s << std::ifstream(p).rdbuf();
-        return s.str();
-    }
-    static void write(const fs::path& p, const std::string& text) {
-        fs::create_directories(p.parent_path());
-        std::ofstream(p) << text;
+        std::ifstream in(p);
+        return {std::istreambuf_iterator<char>(in), {}};
     }
     std::error_code ignored;
     fs::path dir = [] {
@@ -41,7 +34,6 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
     fs::path file = dir / "mavo" / "defaults.json";
     {
         JsonFileDefaults d(file);
-        EXPECT_FALSE(d.object("paused"));
         EXPECT_FALSE(fs::exists(file));  // nothing is written until something changes
         d.set("paused", false);
         d.set("unhideDelay", 2.5);
@@ -59,7 +51,7 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
 
     // A file that is not a JSON object is set aside and the store starts empty.
     for (const std::string broken : {"{\"paused\": tru", "[1, 2, 3]", "\"text\""}) {
-        write(file, broken);
+        std::ofstream(file) << broken;
         JsonFileDefaults d(file);
         EXPECT_FALSE(d.object("unhideDelay")) << broken;
         EXPECT_EQ(read(file.parent_path() / "defaults.corrupt.json"), broken);
@@ -71,13 +63,13 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
     blocked.set("paused", true);
     EXPECT_TRUE(blocked.boolean("paused"));
 
-    // Without an absolute XDG_CONFIG_HOME both files live under ~/.config.
     std::string home = getenv("HOME") ? getenv("HOME") : "/";
     setenv("HOME", dir.c_str(), 1);
-    setenv("XDG_CONFIG_HOME", "relative/cfg", 1);
+    setenv("XDG_CONFIG_HOME", "relative/cfg", 1);  // not a base folder: ~/.config it is
     EXPECT_EQ(JsonFileDefaults::defaultPath(), dir / ".config/mavo/defaults.json");
     EXPECT_EQ(XdgAutostart::defaultEntryPath(), dir / ".config/autostart/mavo.desktop");
     setenv("HOME", home.c_str(), 1);
+    unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidden) {
@@ -100,7 +92,7 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
                                 {"Hidden=perhaps\n", Status::enabled},  // not a boolean
                                 {"X-GNOME-Autostart-enabled=false\n", Status::notRegistered},
                                 {"Hidden=true\n", Status::notRegistered}}) {
-        write(entry, "[Desktop Entry]\nType=Application\nName=Mavo\nExec=mavo\n"s + tail);
+        std::ofstream(entry) << "[Desktop Entry]\nType=Application\nName=Mavo\nExec=mavo\n" << tail;
         EXPECT_EQ(autostart.status(), status) << tail;
     }
     ASSERT_TRUE(autostart.registerApp(error));  // registering again replaces a hidden entry
@@ -108,7 +100,7 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
     ASSERT_TRUE(autostart.unregisterApp(error));
     EXPECT_FALSE(fs::exists(entry));
     EXPECT_TRUE(autostart.unregisterApp(error));  // already gone is fine
-    write(entry, "not a desktop entry at all");
+    std::ofstream(entry) << "not a desktop entry at all";
     EXPECT_EQ(autostart.status(), Status::notRegistered);
 
     // A folder that cannot be made fails with a reason.
