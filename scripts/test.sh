@@ -33,7 +33,11 @@ echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
 configure build/asan -DMAVO_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug -DMAVO_BUNDLE_CORE=OFF
 cmake --build build/asan -j "$jobs"
 (cd build/asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-    ctest --output-on-failure -j "$jobs" -LE e2e)
+    ctest --output-on-failure -j "$jobs" -L 'unit|threads')
+# The platform tests load GLib, D-Bus and XCB, whose one-time process-wide allocations the leak
+# checker cannot tell from leaks; memory errors and undefined behaviour are still fatal there.
+(cd build/asan && ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 \
+    ctest --output-on-failure -j "$jobs" -L platform)
 
 echo "== ThreadSanitizer"
 configure build/tsan -DMAVO_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug -DMAVO_BUNDLE_CORE=OFF
