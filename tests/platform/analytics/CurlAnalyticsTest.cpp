@@ -91,7 +91,7 @@ struct CurlAnalytics : ::testing::Test {
 
 TEST_F(CurlAnalytics, BatchArrivesAsOneJsonArrayWithKeyAndTypeAndNothingIdentifying) {
     auto a = make({usKey, url("ok"), url("ok")});
-    a->start();
+    a->trackEvent("app_started");  // not start(): no timer thread may outlive this test (fork)
     a->trackEvent("session_ended", {{"windows_maximized", 3}, {"cannot_fill", 1}});
     a->trackEvent("odd", {{"ratio", 0.25}, {"dropped", json::array({1})}});
     a->flush();
@@ -153,7 +153,7 @@ TEST_F(CurlAnalytics, ServerThatNeverAnswersHoldsNothingUpAndIsDroppedAtTheTimeo
     EXPECT_LT(since(terminating), 0.8);
     EXPECT_TRUE(sender->waitForInFlight(5.0));  // dropped at the request timeout
     EXPECT_GE(since(before), 0.95);
-    EXPECT_LT(since(before), 4.0);
+    EXPECT_LT(since(before), 1.9);
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     EXPECT_EQ(requests().size(), 1u);  // and never retried
     EXPECT_EQ(a->queuedCount(), 0u);

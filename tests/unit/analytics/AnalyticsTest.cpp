@@ -147,7 +147,7 @@ TEST(Analytics, SessionSurvivesAnHourAfterTheLastEventButNotOneSecondMore) {
     json events = rig.posted();
     EXPECT_EQ(events[2]["sessionId"], a->sessionId());
     EXPECT_EQ(events[2]["timestamp"], "2027-01-15T11:00:01.250Z");
-    EXPECT_EQ(Analytics::newSessionId(1.9, 5), "100000005");
+    EXPECT_EQ(Analytics::newSessionId(1.9, 300000005), "100000005");  // random below 10^8
     EXPECT_EQ(Analytics::newSessionId(0.0, 99999999), "99999999");
     EXPECT_EQ(Analytics::newSessionId(184467440737.0, 9551615), "18446744073709551615");
 }

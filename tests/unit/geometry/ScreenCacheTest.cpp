@@ -97,7 +97,7 @@ TEST_F(ScreenCacheTest, SmartPlaceCentresBelowTheInsetWithinTheVisibleFrame) {
 TEST_F(ScreenCacheTest, OnScreenCoverageIsInclusiveAndSumsFrames) {
     use({primary, right});
     EXPECT_FALSE(cache.isOnScreenAX({100, 100, 0, 300}, 0.0));  // no area is never on screen
-    EXPECT_FALSE(cache.isOnScreenAX({100, 100, 300, 0}, -1.0));
+    EXPECT_FALSE(cache.isOnScreenAX({100, 100, 300, -300}, -1.0));
     EXPECT_FALSE(cache.isOnScreenAX({100, 100, -300, 300}, -1.0));
     EXPECT_TRUE(cache.isOnScreenAX({-200, 100, 400, 300}, 0.5));
     EXPECT_FALSE(cache.isOnScreenAX({-200, 100, 400, 300}, std::nextafter(0.5, 1.0)));

@@ -24,7 +24,7 @@ TEST(WindowProbe, PicksTheOwnersNormalWindowClosestInSizeTheFirstOnATie) {
     list.setEntries({{kPid, 0, Rect{0, 0, 800, 600}},
                      {kPid + 1, 0, Rect{0, 0, 1190, 900}},  // another process, exact size
                      {kPid, 0, Rect{5, 30, 1200, 900}},
-                     {kPid, 0, Rect{9, 9, 1180, 900}}});  // as far off, but later
+                     {kPid, 0, Rect{9, 9, 1190, 910}}});  // as far off, but later
     EXPECT_EQ(bounds(list, {0, 25, 1190, 900}), (Rect{5, 30, 1200, 900}));
 }
 
