@@ -72,12 +72,15 @@ SerialQueue::~SerialQueue() {
 }
 
 void SerialQueue::enqueue(TimePoint due, Block block) {
+    // Once the block is queued it may release this queue, so only the local reference is used
+    // after that.
+    std::shared_ptr<Core> core = core_;
     {
-        std::lock_guard<std::mutex> lock(core_->mutex);
-        if (core_->stopping) return;
-        core_->pending.emplace(Core::Key{due, core_->nextSeq++}, std::move(block));
+        std::lock_guard<std::mutex> lock(core->mutex);
+        if (core->stopping) return;
+        core->pending.emplace(Core::Key{due, core->nextSeq++}, std::move(block));
     }
-    core_->wake.notify_all();
+    core->wake.notify_all();
 }
 
 void SerialQueue::async(Block block) {
