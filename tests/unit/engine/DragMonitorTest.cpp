@@ -10,22 +10,22 @@
 namespace mavo::test {
 namespace {
 
-TEST(DragMonitorTest, NothingIsRecentBeforeAnyEvent) {
+struct DragMonitorTest : ::testing::Test {
     FakeClock clock;  // uptime 1000 s
-    DragMonitor monitor(clock);
+    DragMonitor monitor{clock};
+    FakeInputSource input{clock};
+};
+
+TEST_F(DragMonitorTest, NothingIsRecentBeforeAnyEvent) {
     EXPECT_FALSE(monitor.isMouseDown());
     EXPECT_FALSE(monitor.recentlyDragged(1.2));
     EXPECT_FALSE(monitor.recentlyKeyed(2.0));      // no source at all
     EXPECT_TRUE(monitor.recentlyDragged(1000.0));  // measured from an uptime of 0
 }
 
-TEST(DragMonitorTest, PressAndDragAreRecentForTheWholeWindowEvenAfterRelease) {
-    FakeClock clock;
-    DragMonitor monitor(clock);
-    FakeInputSource input(clock);
+TEST_F(DragMonitorTest, PressAndDragAreRecentForTheWholeWindowEvenAfterRelease) {
     monitor.start(input);
     ASSERT_TRUE(input.started());
-
     input.press();
     EXPECT_TRUE(monitor.isMouseDown());
     clock.advance(1.0);
@@ -39,22 +39,7 @@ TEST(DragMonitorTest, PressAndDragAreRecentForTheWholeWindowEvenAfterRelease) {
     EXPECT_TRUE(monitor.recentlyDragged(2.0));
 }
 
-TEST(DragMonitorTest, MissingReleaseKeepsTheButtonDown) {
-    FakeClock clock;
-    DragMonitor monitor(clock);
-    FakeInputSource input(clock);
-    monitor.start(input);
-    input.press();
-    clock.advance(60);
-    EXPECT_TRUE(monitor.isMouseDown());
-    input.release();
-    EXPECT_FALSE(monitor.isMouseDown());
-}
-
-TEST(DragMonitorTest, KeyPressesComeFromTheSource) {
-    FakeClock clock;
-    DragMonitor monitor(clock);
-    FakeInputSource input(clock);
+TEST_F(DragMonitorTest, KeyPressesComeFromTheSource) {
     monitor.start(input);
     EXPECT_FALSE(monitor.recentlyKeyed(2.0));
     input.keyPress();
@@ -63,10 +48,7 @@ TEST(DragMonitorTest, KeyPressesComeFromTheSource) {
     EXPECT_FALSE(monitor.recentlyKeyed(1.9));
 }
 
-TEST(DragMonitorTest, RefusedMonitorsLeaveTheStateUntouched) {
-    FakeClock clock;
-    DragMonitor monitor(clock);
-    FakeInputSource input(clock);
+TEST_F(DragMonitorTest, RefusedMonitorsLeaveTheStateUntouched) {
     input.refuseStart();
     monitor.start(input);
     input.press();

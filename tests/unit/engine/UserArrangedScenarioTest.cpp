@@ -72,13 +72,18 @@ TEST(UserArrangedScenario, LargeFrameStillInASnapZoneIsNotReengaged) {
     EXPECT_EQ(h.server.writeCount(), 0u);
 }
 
-TEST(UserArrangedScenario, SnappingAMaximizedWindowLeavesItToTheUser) {
-    EngineHarness h;
+// A new editor window, maximized and settled.
+WindowHandle openMaximized(EngineHarness& h) {
     h.launch();
-    int32_t pid = h.addApp(kEditor);
-    auto w = h.addWindow(pid, "Doc", {200, 150, 800, 600});
+    auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
     h.tick();
     h.step();
+    return w;
+}
+
+TEST(UserArrangedScenario, SnappingAMaximizedWindowLeavesItToTheUser) {
+    EngineHarness h;
+    auto w = openMaximized(h);
     size_t mark = h.logMark();
     h.server.clearWrites();
 
@@ -94,11 +99,7 @@ TEST(UserArrangedScenario, SnappingAMaximizedWindowLeavesItToTheUser) {
 
 TEST(UserArrangedScenario, SnappingACustomWindowForgetsItsPlacement) {
     EngineHarness h;
-    h.launch();
-    int32_t pid = h.addApp(kEditor);
-    auto w = h.addWindow(pid, "Doc", {200, 150, 800, 600});
-    h.tick();
-    h.step();
+    auto w = openMaximized(h);
     h.handMoveAndSettle(w, {144, 25, 1632, 1055});
     ASSERT_TRUE(h.store->get("PRIMARY|com.example.editor|"));
 
