@@ -16,7 +16,7 @@ root=$PWD
 bash scripts/install-deps.sh
 
 build=$root/build/release
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build "$build" -j "$(nproc)" --target mavo
 mavo=$build/bin/mavo
 

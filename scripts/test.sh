@@ -16,7 +16,7 @@ git ls-files -- '*.cpp' '*.h' '*.c' '*.mm' | xargs clang-format --dry-run --Werr
 configure() {  # dir, extra cmake args...
     local dir=$1
     shift
-    cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMAVO_WERROR=ON "$@" >/dev/null
+    cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMAVO_WERROR=ON "$@" >/dev/null
 }
 
 echo "== build (warnings as errors)"

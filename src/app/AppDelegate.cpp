@@ -18,16 +18,31 @@ std::string pointDecimal(double value) {
 }
 
 namespace {
+// Appends rather than prefixes: `"literal" + std::string` makes GCC 12 at -O3 warn spuriously.
 std::string rectText(const Rect& r) {
-    return "(" + pointDecimal(r.x) + ", " + pointDecimal(r.y) + ", " + pointDecimal(r.width) +
-           ", " + pointDecimal(r.height) + ")";
+    std::string text = "(";
+    text += pointDecimal(r.x);
+    text += ", ";
+    text += pointDecimal(r.y);
+    text += ", ";
+    text += pointDecimal(r.width);
+    text += ", ";
+    text += pointDecimal(r.height);
+    text += ')';
+    return text;
 }
 }  // namespace
 
 std::string screenLine(int index, const ScreenInfo& screen) {
-    return "screen[" + std::to_string(index) + "] frame=" + rectText(screen.frame) +
-           " visible=" + rectText(screen.visibleFrame) +
-           " scale=" + pointDecimal(screen.backingScale);
+    std::string line = "screen[";
+    line += std::to_string(index);
+    line += "] frame=";
+    line += rectText(screen.frame);
+    line += " visible=";
+    line += rectText(screen.visibleFrame);
+    line += " scale=";
+    line += pointDecimal(screen.backingScale);
+    return line;
 }
 
 std::shared_ptr<AppDelegate> AppDelegate::create(EngineEnvironment engineEnv,

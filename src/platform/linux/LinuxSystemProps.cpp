@@ -26,16 +26,16 @@ LinuxSystemProps::LinuxSystemProps(std::string appId, std::string productNamePat
     : appId_(std::move(appId)), productNamePath_(std::move(productNamePath)) {}
 
 SystemProps LinuxSystemProps::read() const {
-    SystemProps p;
-    p.isDebug = isDebugAppId(appId_);
-    p.locale = currentLocale();
-    p.osName = "Linux";
-    p.osVersion = osVersion();
-    p.appVersion = mavo::appVersion;
-    p.appBuildNumber = mavo::appBuildNumber;
-    p.sdkVersion = analyticsSdkVersion;
-    p.deviceModel = readTrimmed(productNamePath_);
-    return p;
+    // Built in one go: assigning C strings into the members one by one makes GCC 12 at -O3 warn
+    // spuriously (-Wrestrict) inside std::string.
+    return SystemProps{.isDebug = isDebugAppId(appId_),
+                       .locale = currentLocale(),
+                       .osName = std::string("Linux"),
+                       .osVersion = osVersion(),
+                       .appVersion = std::string(mavo::appVersion),
+                       .appBuildNumber = std::string(mavo::appBuildNumber),
+                       .sdkVersion = std::string(analyticsSdkVersion),
+                       .deviceModel = readTrimmed(productNamePath_)};
 }
 
 std::string LinuxSystemProps::normaliseLocale(std::string_view posixLocale) {
