@@ -1,0 +1,132 @@
+#!/usr/bin/env bash
+# Mavo on a test desktop, side by side with its peers, in one run:
+#   - new window → frame at the usable area (median, p95) for the floor (the window asks the
+#     window manager to maximize it), devilspie2 with one rule (maximize every normal window) and Mavo;
+#   - idle CPU of Mavo and of the X server with 20 and with 220 windows open, and Mavo's RSS.
+# Xvfb 1920×1080 with Openbox and a top panel with a strut; nothing else runs on it.
+#
+#   bash bench/desktop.sh [BUILD_DIR]     (default build/release; SAMPLES=N, IDLE_SECONDS=N)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=$(realpath "${1:-build/release}")
+samples=${SAMPLES:-40}
+idle=${IDLE_SECONDS:-20}
+
+bash scripts/install-deps.sh >/dev/null
+command -v devilspie2 >/dev/null || {
+    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
+        --no-install-recommends devilspie2 >/dev/null
+}
+if [ ! -x "$build/bin/mavo" ] || [ ! -x "$build/bench/mavo_new_window_probe" ]; then
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+    cmake --build "$build" -j "$(nproc)" --target mavo mavo_new_window_probe mavo_test_client
+fi
+probe=$build/bench/mavo_new_window_probe
+client=$build/tests/clients/mavo_test_client
+
+scratch=$(mktemp -d /tmp/mavo-bench.XXXXXX)
+pids=()
+cleanup() {
+    local i
+    for ((i = ${#pids[@]} - 1; i >= 0; i--)); do kill -TERM "${pids[$i]}" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+}
+trap cleanup EXIT
+
+Xvfb -displayfd 3 -screen 0 1920x1080x24 -noreset -nolisten tcp 3>"$scratch/display" \
+    2>"$scratch/Xvfb.log" &
+xvfb_pid=$!
+pids+=("$xvfb_pid")
+for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
+export DISPLAY=":$(head -n1 "$scratch/display")"
+export HOME=$scratch XDG_CONFIG_HOME=$scratch/config XDG_DATA_HOME=$scratch/data
+mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME"
+unset DBUS_SESSION_BUS_ADDRESS
+openbox --sm-disable >"$scratch/openbox.log" 2>&1 &
+pids+=($!)
+for _ in $(seq 100); do
+    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q "window id" && break
+    sleep 0.1
+done
+"$client" --kind dock --geometry 1920x28+0+0 --title panel >/dev/null &
+pids+=($!)
+sleep 0.5
+
+cpu_ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
+# Percent of one core that each given process used over the next $idle seconds.
+idle_cpu() {
+    local hz before=() after=() p
+    hz=$(getconf CLK_TCK)
+    for p in "$@"; do before+=("$(cpu_ticks "$p")"); done
+    sleep "$idle"
+    for p in "$@"; do after+=("$(cpu_ticks "$p")"); done
+    local i out=()
+    for i in "${!before[@]}"; do
+        out+=("$(awk -v d=$((after[i] - before[i])) -v hz="$hz" -v s="$idle" \
+            'BEGIN { printf "%.2f", 100 * d / hz / s }')")
+    done
+    echo "${out[*]}"
+}
+open_windows() {  # N windows in processes of 22
+    local n=$1 each
+    while [ "$n" -gt 0 ]; do
+        each=$((n < 22 ? n : 22))
+        "$client" --title "idle $n" --class "Idle$n" --extra-windows $((each - 1)) >/dev/null &
+        window_pids+=($!)
+        pids+=($!)
+        n=$((n - each))
+    done
+    sleep 2
+}
+close_windows() {
+    local p
+    for p in "${window_pids[@]}"; do kill -TERM "$p" 2>/dev/null || true; done
+    window_pids=()
+    sleep 1
+}
+latency() {  # label, probe args...
+    local label=$1 line
+    shift
+    line=$("$probe" --samples "$samples" "$@" | tail -n1)
+    printf '%-40s %s\n' "$label" "$line" | tee -a "$scratch/results"
+}
+
+window_pids=()
+open_windows 20
+echo "== new window → frame at the usable area ($samples samples each; 20 idle windows open)"
+latency "floor (the window asks the WM)" --ask-wm
+devilspie_dir=$scratch/devilspie2
+mkdir -p "$devilspie_dir"
+echo 'if get_window_type() == "WINDOW_TYPE_NORMAL" then maximize() end' >"$devilspie_dir/max.lua"
+devilspie2 -f "$devilspie_dir" >"$scratch/devilspie2.log" 2>&1 &
+dp_pid=$!
+pids+=("$dp_pid")
+sleep 1
+latency "devilspie2 (one rule: maximize)"
+devilspie_rss=$(awk '/VmRSS/ {print $2}' "/proc/$dp_pid/status")
+kill -TERM "$dp_pid"
+wait "$dp_pid" 2>/dev/null || true
+
+"$build/bin/mavo" >"$scratch/mavo.log" 2>&1 &
+mavo_pid=$!
+pids+=("$mavo_pid")
+sleep 2
+latency "Mavo"
+
+echo "== idle CPU over ${idle} s (% of one core: Mavo, X server)"
+read -r m20 x20 <<<"$(idle_cpu "$mavo_pid" "$xvfb_pid")"
+close_windows
+open_windows 220
+sleep 3
+read -r m220 x220 <<<"$(idle_cpu "$mavo_pid" "$xvfb_pid")"
+mavo_rss=$(awk '/VmRSS/ {print $2}' "/proc/$mavo_pid/status")
+kill -TERM "$mavo_pid"
+wait "$mavo_pid" 2>/dev/null || true
+read -r xbase <<<"$(idle_cpu "$xvfb_pid")"
+
+cat <<EOF | tee -a "$scratch/results"
+Mavo, 20 windows:   ${m20} % (X server ${x20} %)
+Mavo, 220 windows:  ${m220} % (X server ${x220} %; without Mavo ${xbase} %)
+RSS: Mavo $((mavo_rss / 1024)) MB, devilspie2 $((devilspie_rss / 1024)) MB
+EOF
+echo "== results in $scratch/results"
