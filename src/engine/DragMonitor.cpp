@@ -19,9 +19,13 @@ bool DragMonitor::isMouseDown() const {
 }
 
 bool DragMonitor::recentlyDragged(double within) const {
+    return secondsSinceDrag() <= within;
+}
+
+double DragMonitor::secondsSinceDrag() const {
     double now = clock_.uptime();
     std::lock_guard<std::mutex> guard(lock_);
-    return now - _lastDragAt <= within;
+    return now - _lastDragAt;
 }
 
 bool DragMonitor::recentlyKeyed(double within) const {

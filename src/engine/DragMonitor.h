@@ -21,6 +21,8 @@ class DragMonitor {
 
     bool isMouseDown() const;
     bool recentlyDragged(double within) const;
+    // Seconds since the last press or drag, so that a change can be stamped when first seen.
+    double secondsSinceDrag() const;
     bool recentlyKeyed(double within) const;
 
     void press();

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -79,6 +80,10 @@ struct ManagedState {
     std::optional<Rect> expectedFrame;  // the engine's own last write
     double expectedFrameStamp = 0;
     bool needsStoreReadopt = false;
+    // Seconds from the last press or drag to the tick that first saw the frame change not yet
+    // judged (0 when the button was down then); infinite when there is none. A change is judged
+    // a tick or two after it happened, when the press may already be older than the hand window.
+    double changeDragAge = std::numeric_limits<double>::infinity();
 };
 
 // Fixed thresholds of the engine. They are part of the design, not settings.

@@ -3,6 +3,7 @@
 // gesture meant.
 
 #include <cmath>
+#include <limits>
 
 #include "app/Diag.h"
 #include "engine/EngineLists.h"
@@ -38,8 +39,13 @@ struct MaximizeEngine::WindowContext {
     bool equal(const Rect& a, const Rect& b, double epsilon = T.driftEpsilon) const {
         return Geo::approxEqual(a, b, epsilon);
     }
+    // Seconds from the last press or drag to when the change being judged was first seen.
+    double changeDragAge = std::numeric_limits<double>::infinity();
+
     bool notReconfiguring() const { return engine.reconfiguringUntil_ <= now; }
-    bool dragged(double within) const { return env().drag.recentlyDragged(within); }
+    // Measured from when the change was first seen, not from now: whatever the phase of the tick,
+    // a gesture is judged the user's.
+    bool dragged(double within) const { return changeDragAge <= within; }
     std::optional<Rect> maxTarget() const { return env().screens.maximizeTargetAX(frame); }
     std::optional<OwningDisplay> owning() const { return env().screens.owningDisplayAX(frame); }
     // In a half, quarter or third of the display whose visible frame is `work`.
@@ -196,8 +202,10 @@ void MaximizeEngine::evaluateKnown(WindowContext& w) {
         s.stableTicks += 1;
     } else {
         s.stableTicks = 0;
+        s.changeDragAge = w.mouseDown ? 0.0 : env_.drag.secondsSinceDrag();
     }
     s.lastFrame = w.frame;
+    w.changeDragAge = s.changeDragAge;
 
     // While displays settle, known windows are only tracked, never judged.
     if (w.now < reconfiguringUntil_) return;
@@ -256,6 +264,8 @@ void MaximizeEngine::evaluateKnown(WindowContext& w) {
 
     // Never act in the middle of a gesture, nor on the first tick after a change.
     if (!w.force && (w.mouseDown || s.stableTicks < 1)) return;
+    // The change is judged now, once: a later tick must not read it as a fresh gesture.
+    s.changeDragAge = std::numeric_limits<double>::infinity();
 
     if (w.centered && !s.userMaximized && detectUserMaximize(w)) return;
 
