@@ -9,6 +9,8 @@ packages=(
     libxcb1-dev libxcb-randr0-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-xinput-dev
     libxcb-res0-dev libxcb-util-dev libdbusmenu-glib-dev
     xvfb openbox xdotool xterm x11-xserver-utils x11-utils dbus imagemagick python3
+    # window managers and a panel of other desktops, for the end-to-end tests
+    xfwm4 xfce4-panel marco mate-settings-daemon-common mutter fluxbox
 )
 
 missing=()

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -68,7 +69,9 @@ TestDesktop::TestDesktop(Options options) {
     dir_ = pattern;
     for (const char* sub : {"config", "data", "cache", "run"}) fs::create_directories(dir_ / sub);
     chmod((dir_ / "run").c_str(), 0700);
-    if (startServer(options) && options.windowManager) startWindowManager();
+    if (startServer(options) && options.windowManager != WindowManager::none &&
+        startWindowManager(options) && options.panel)
+        startPanel(options.windowManager);
 }
 
 TestDesktop::~TestDesktop() {
@@ -164,15 +167,41 @@ bool TestDesktop::startServer(const Options& options) {
     return true;
 }
 
-bool TestDesktop::startWindowManager() {
-    windowManager_ = spawn({"openbox", "--sm-disable"});
+bool TestDesktop::startSessionBus() {
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) return failure_ = "pipe failed", false;
+    fcntl(fds[1], F_SETFD, 0);
+    busDaemon_ = spawn({"dbus-daemon", "--session", "--nofork", "--nopidfile",
+                        "--print-address=" + std::to_string(fds[1])});
+    ::close(fds[1]);
+    auto address = readLine(fds[0], 10);
+    if (busDaemon_ <= 0 || !address) return failure_ = "dbus-daemon did not start", false;
+    bus_ = *address;
+    return true;
+}
+
+bool TestDesktop::startWindowManager(const Options& options) {
+    using enum WindowManager;
+    static const std::map<WindowManager, std::vector<std::string>> commands = {
+        {openbox, {"openbox", "--sm-disable"}},
+        {xfwm4, {"xfwm4", "--compositor=off"}},
+        {marco, {"marco", "--no-composite", "--sm-disable"}},
+        {mutter, {"mutter", "--x11", "--replace", "--sm-disable"}},
+        {fluxbox, {"fluxbox", "-no-slit"}},
+    };
+    const auto& argv = commands.at(options.windowManager);
+    // The GNOME-family ones read GSettings and the Xfce ones xfconf, over a session bus; settings
+    // stay in memory so that nothing outside home() is touched.
+    bool needsBus = options.windowManager != openbox && options.windowManager != fluxbox;
+    if (needsBus && !startSessionBus()) return false;
+    windowManager_ = spawn(argv, wmEnvironment());
     auto wmUp = [&] {
         auto wm = property(root_, "_NET_SUPPORTING_WM_CHECK");
         return !wm.empty() && property(wm[0], "_NET_SUPPORTING_WM_CHECK") == wm;
     };
-    if (!waitUntil(wmUp, 20)) return failure_ = "Openbox did not come up", false;
-    // Openbox publishes its check window before it handles map requests and drops the ones that
-    // come too early: map a window of our own until it is managed.
+    if (!waitUntil(wmUp, 20)) return failure_ = argv[0] + " did not come up", false;
+    // Window managers publish their check window before they handle map requests and some drop
+    // the ones that come too early: map a window of our own until it is managed.
     auto listed = [&](xcb_window_t w) { return std::ranges::count(clientList(), w) > 0; };
     for (int attempt = 0; attempt < 40; ++attempt) {
         xcb_window_t w = xcb_generate_id(conn_);
@@ -185,7 +214,46 @@ bool TestDesktop::startWindowManager() {
         xcb_flush(conn_);
         if (managed) return waitUntil([&] { return !listed(w); });
     }
-    return failure_ = "Openbox does not manage windows", false;
+    return failure_ = argv[0] + " does not manage windows", false;
+}
+
+std::vector<std::string> TestDesktop::wmEnvironment() const {
+    std::vector<std::string> env{"GSETTINGS_BACKEND=memory", "NO_AT_BRIDGE=1"};
+    if (!bus_.empty()) env.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus_);
+    return env;
+}
+
+bool TestDesktop::startPanel(WindowManager wm) {
+    if (wm != WindowManager::xfwm4) return failure_ = "no panel for this window manager", false;
+    // One empty panel across the top; without a configuration the panel asks the user instead.
+    fs::path channel = dir_ / "config/xfce4/xfconf/xfce-perchannel-xml";
+    fs::create_directories(channel);
+    std::ofstream(channel / "xfce4-panel.xml") << R"(<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfce4-panel" version="1.0">
+  <property name="panels" type="array">
+    <value type="int" value="1"/>
+    <property name="panel-1" type="empty">
+      <property name="position" type="string" value="p=6;x=0;y=0"/>
+      <property name="length" type="uint" value="100"/>
+      <property name="position-locked" type="bool" value="true"/>
+      <property name="size" type="uint" value="30"/>
+      <property name="plugin-ids" type="array"><value type="int" value="1"/></property>
+    </property>
+  </property>
+  <property name="plugins" type="empty">
+    <property name="plugin-1" type="string" value="separator"/>
+  </property>
+</channel>
+)";
+    spawn({"xfce4-panel", "--disable-wm-check"}, wmEnvironment());
+    auto reserved = [&] {
+        for (uint32_t w : clientList()) {
+            auto strut = property(w, "_NET_WM_STRUT_PARTIAL");
+            if (strut.size() >= 4 && strut[2] > 0) return true;
+        }
+        return false;
+    };
+    return waitUntil(reserved, 20) || (failure_ = "xfce4-panel reserved no space", false);
 }
 
 int TestDesktop::run(const std::vector<std::string>& argv, double timeoutSeconds) {
@@ -311,7 +379,19 @@ void TestDesktop::sendClientMessage(xcb_window_t window, const std::string& type
 }
 
 std::optional<Frame> TestDesktop::frame(xcb_window_t window) {
-    // The top-level ancestor is the window manager's frame; its geometry needs no frame extents.
+    // The client grown by the extents the window manager publishes: its own frame window can be
+    // larger, by invisible resize borders.
+    auto extents = property(window, "_NET_FRAME_EXTENTS");
+    if (extents.size() == 4) {
+        auto g = owned(xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr));
+        auto at = owned(xcb_translate_coordinates_reply(
+            conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr));
+        if (!g || !at) return std::nullopt;
+        int left = int(extents[0]), right = int(extents[1]), top = int(extents[2]);
+        return Frame{at->dst_x - left, at->dst_y - top, g->width + left + right,
+                     g->height + top + int(extents[3])};
+    }
+    // Without extents, the top-level ancestor is the window manager's frame.
     for (int depth = 0; depth < 16; ++depth) {
         auto tree = owned(xcb_query_tree_reply(conn_, xcb_query_tree(conn_, window), nullptr));
         if (!tree) return std::nullopt;
@@ -324,8 +404,11 @@ std::optional<Frame> TestDesktop::frame(xcb_window_t window) {
 }
 
 bool TestDesktop::isManaged(xcb_window_t window) {
+    // Some window managers give panels, which they do not frame, no extents.
+    auto types = property(window, "_NET_WM_WINDOW_TYPE");
+    bool dock = std::ranges::count(types, atom("_NET_WM_WINDOW_TYPE_DOCK")) > 0;
     return std::ranges::count(clientList(), window) &&
-           property(window, "_NET_FRAME_EXTENTS").size() == 4;
+           (dock || property(window, "_NET_FRAME_EXTENTS").size() == 4);
 }
 
 bool TestDesktop::isMapped(xcb_window_t window) {

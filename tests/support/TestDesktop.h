@@ -1,9 +1,11 @@
 #pragma once
 
 // A private X desktop for one test: Xvfb on a display number it picks itself, an optional RandR
-// monitor layout, Openbox, and the programs the test starts on it. Children run with HOME and the
-// XDG folders inside home() and no session bus unless `env` names one; they are stopped by pid
-// when the desktop goes away and die with the test process if it crashes.
+// monitor layout, a window manager of the test's choice (optionally with its desktop's panel), and
+// the programs the test starts on it. Children run with HOME and the XDG folders inside home() and
+// no session bus unless `env` names one (the window manager and panel get a private one where they
+// need it); they are stopped by pid when the desktop goes away and die with the test process if it
+// crashes.
 
 #include <sys/types.h>
 #include <xcb/xcb.h>
@@ -18,7 +20,8 @@
 
 namespace mavo::test {
 
-// A window's outer frame (client plus decorations) in root coordinates, from the server's tree.
+// A window's outer frame (client plus the decorations the window manager reports) in root
+// coordinates.
 struct Frame {
     int x = 0, y = 0, width = 0, height = 0;
     friend bool operator==(const Frame&, const Frame&) = default;
@@ -31,10 +34,16 @@ class TestDesktop {
         std::string name;  // a leading '*' makes it the primary
         int width, height, x, y, widthMM, heightMM;
     };
+    // Window managers as Debian ships them; fluxbox draws its own toolbar, Marco and Mutter
+    // publish per-monitor work areas.
+    enum class WindowManager { none, openbox, xfwm4, marco, mutter, fluxbox };
     struct Options {
         int width = 1920, height = 1080;
         std::vector<Monitor> monitors = {};  // empty: Xvfb's own single monitor
-        bool windowManager = true;
+        WindowManager windowManager = WindowManager::openbox;
+        // The desktop's own panel, 30 px at the top of the screen (xfce4-panel with xfwm4); the
+        // desktop is ready once the panel's strut is published.
+        bool panel = false;
     };
     struct Client {
         pid_t pid = 0;
@@ -49,6 +58,7 @@ class TestDesktop {
 
     const std::string& failure() const { return failure_; }  // empty when the desktop is up
     const std::string& display() const { return display_; }
+    const std::string& sessionBus() const { return bus_; }  // empty unless one was started
     const std::filesystem::path& home() const { return dir_; }
     xcb_connection_t* connection() const { return conn_; }  // the test's own, not the backend's
     xcb_window_t root() const { return root_; }
@@ -83,7 +93,7 @@ class TestDesktop {
     void sendClientMessage(xcb_window_t window, const std::string& type,
                            const std::vector<uint32_t>& data);
     std::optional<Frame> frame(xcb_window_t window);
-    bool isManaged(xcb_window_t window);  // listed and given frame extents
+    bool isManaged(xcb_window_t window);  // listed, and given frame extents unless a panel
     bool isMapped(xcb_window_t window);
 
     static bool waitUntil(const std::function<bool()>& condition, double timeoutSeconds = 5);
@@ -93,13 +103,16 @@ class TestDesktop {
     std::vector<T> values(xcb_window_t window, const std::string& name);
     std::vector<uint32_t> clientList() { return property(root_, "_NET_CLIENT_LIST"); }
     bool startServer(const Options& options);
-    bool startWindowManager();
+    bool startWindowManager(const Options& options);
+    bool startSessionBus();
+    bool startPanel(WindowManager wm);
+    std::vector<std::string> wmEnvironment() const;
 
-    std::string failure_, display_;
+    std::string failure_, display_, bus_;
     std::filesystem::path dir_;
     xcb_connection_t* conn_ = nullptr;
     xcb_window_t root_ = XCB_WINDOW_NONE;
-    pid_t server_ = 0, windowManager_ = 0;
+    pid_t server_ = 0, windowManager_ = 0, busDaemon_ = 0;
     std::vector<pid_t> children_;
     std::map<pid_t, int> ended_;
 };

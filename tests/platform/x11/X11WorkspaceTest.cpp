@@ -93,7 +93,9 @@ TEST_F(X11WorkspaceTest, InputSeesDragsAnywhereKeyTimesAndThePointerBottomLeft) 
 }
 
 class X11NoWindowManagerTest : public X11Fixture {
-    TestDesktop::Options desktopOptions() override { return {.windowManager = false}; }
+    TestDesktop::Options desktopOptions() override {
+        return {.windowManager = TestDesktop::WindowManager::none};
+    }
 };
 
 TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
