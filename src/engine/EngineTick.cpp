@@ -19,19 +19,9 @@ bool isCandidate(const AX& ax, const WindowHandle& w) {
 
 }  // namespace
 
-void MaximizeEngine::tick(bool force) {
-    ticks_.fetch_add(1);
-    // The flag is used up before the pause check on purpose: a paused first tick still counts.
-    bool isFirstTick = firstTick_;
-    firstTick_ = false;
-
-    if (!force && locked(_paused)) return;
-
-    bool mouseDown = env_.drag.isMouseDown();
-    bool topCenterMode = locked(_topCenterMode);
-    bool focusSizeBig = locked(_focusSizeBigDisplays);
-
-    std::unordered_set<WindowKey, WindowKeyHash> seen;
+std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenterMode,
+                                                                  bool focusSizeBig) {
+    std::vector<Candidate> found;
     for (const RunningApplication& app : env_.workspace.runningApplications()) {
         if (app.activationPolicy != ActivationPolicy::regular) continue;
         const std::string bid = app.bundleID.value_or("");
@@ -46,13 +36,13 @@ void MaximizeEngine::tick(bool force) {
         bool inMaximizeApps = lockedContains(_maximizeApps, bid);
         if (app.pid < 1) continue;
 
-        std::vector<WindowHandle> candidates;
+        std::vector<WindowHandle> windows;
         for (const WindowHandle& w : env_.ax.windows(app.pid)) {
-            if (isCandidate(env_.ax, w)) candidates.push_back(w);
+            if (isCandidate(env_.ax, w)) windows.push_back(w);
         }
-        int windowCount = static_cast<int>(candidates.size());
+        int windowCount = static_cast<int>(windows.size());
 
-        for (const WindowHandle& w : candidates) {
+        for (const WindowHandle& w : windows) {
             bool sizeSettable = env_.ax.isSettable(w, Attr::size);
             // A window whose size cannot be set is moved (top-centred), never resized.
             bool topCenter =
@@ -62,11 +52,27 @@ void MaximizeEngine::tick(bool force) {
                 if (inExcluded || !sizeSettable) continue;
                 focusEligible = focusSizeBig && !inMaximizeApps && !cellSnapApps_.count(bid);
             }
-            WindowKey key{w};
-            seen.insert(key);
-            evaluate(w, key, bid, windowCount, topCenter, focusEligible, mouseDown, isFirstTick,
-                     force);
+            found.push_back({w, bid, windowCount, topCenter, focusEligible});
         }
+    }
+    return found;
+}
+
+void MaximizeEngine::tick(bool force) {
+    ticks_.fetch_add(1);
+    // The flag is used up before the pause check on purpose: a paused first tick still counts.
+    bool isFirstTick = firstTick_;
+    firstTick_ = false;
+
+    if (!force && locked(_paused)) return;
+
+    bool mouseDown = env_.drag.isMouseDown();
+    std::unordered_set<WindowKey, WindowKeyHash> seen;
+    for (const Candidate& c : candidates(locked(_topCenterMode), locked(_focusSizeBigDisplays))) {
+        WindowKey key{c.window};
+        seen.insert(key);
+        evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible, mouseDown,
+                 isFirstTick, force);
     }
 
     double now = env_.clock.uptime();
@@ -89,6 +95,24 @@ void MaximizeEngine::tick(bool force) {
     }
     std::lock_guard<std::mutex> guard(lock_);
     _cannotFillCount = cannotFill;
+}
+
+void MaximizeEngine::evaluateNewWindows() {
+    // A burst of new windows needs one pass, not one per window.
+    if (firstSightQueued_.exchange(true)) return;
+    submit([](MaximizeEngine& self) {
+        self.firstSightQueued_ = false;
+        // Windows open at launch are the first tick's to judge, by its own rules.
+        if (self.firstTick_ || self.locked(self._paused)) return;
+        bool mouseDown = self.env_.drag.isMouseDown();
+        for (const Candidate& c : self.candidates(self.locked(self._topCenterMode),
+                                                  self.locked(self._focusSizeBigDisplays))) {
+            WindowKey key{c.window};
+            if (self.states_.count(key)) continue;
+            self.evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible,
+                          mouseDown, false, false);
+        }
+    });
 }
 
 }  // namespace mavo

@@ -79,6 +79,9 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     void noteDisplayConfigChange();
     void reevaluateAll();
     void maximizeAllNow();
+    // A window appeared: the windows not seen yet are judged at once, by every rule of the tick,
+    // rather than on the next tick. Passes asked for while one is queued are folded into it.
+    void evaluateNewWindows();
 
     // Runs one tick on the engine queue and waits for it (tests and the end-to-end sync barrier).
     void tickAndWait(bool force = false);
@@ -106,6 +109,15 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     // Per-window inputs of one evaluation, worked out once at its start.
     struct WindowContext;
 
+    // A window worth evaluating, with what its application's settings say about it.
+    struct Candidate {
+        WindowHandle window;
+        std::string bid;
+        int windowCount;
+        bool topCenter;
+        bool focusEligible;
+    };
+    std::vector<Candidate> candidates(bool topCenterMode, bool focusSizeBig);
     void tick(bool force);
     void evaluate(const WindowHandle& element, const WindowKey& key, const std::string& bid,
                   int windowCount, bool topCenter, bool focusEligible, bool mouseDown,
@@ -149,6 +161,7 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     bool maximizeExistingOnStartup_ = true;
     std::shared_ptr<RepeatingTimer> timer_;
     std::atomic<int> ticks_{0};
+    std::atomic<bool> firstSightQueued_{false};
 
     mutable std::mutex lock_;  // guards the underscore members only
     bool _paused = false;

@@ -43,6 +43,40 @@ TEST(NewWindowScenario, NewWindowIsMaximizedAtOnceAndThenLeftInPlace) {
     EXPECT_EQ(h.state(w)->stableTicks, 6);
 }
 
+// A new window is judged when it appears, not a tick later: only windows not seen yet, never
+// before the launch's first tick has judged what was open, never while paused, and a snapped
+// window is still left where it is.
+TEST(NewWindowScenario, NewWindowsAreJudgedWhenTheyAppearWithoutWaitingForTheTick) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp(kEditor);
+    auto before = h.addWindow(pid, "Open at launch", {200, 150, 800, 600});
+    h.engine->evaluateNewWindows();
+    h.engine->drain();
+    EXPECT_EQ(h.server.writeCount(), 0u) << "the first tick judges windows open at launch";
+    h.tick();
+    ASSERT_EQ(h.frame(before), kPrimaryVisibleAX);
+
+    h.engine->setPaused(true);
+    auto paused = h.addWindow(pid, "Paused", {200, 150, 800, 600});
+    h.engine->evaluateNewWindows();
+    h.engine->drain();
+    EXPECT_EQ(h.frame(paused), (Rect{200, 150, 800, 600}));
+    h.engine->setPaused(false);
+
+    h.server.setFrame(before, {100, 100, 700, 500});  // a known window drifting: the tick's job
+    h.server.clearWrites();
+    auto fresh = h.addWindow(pid, "Fresh", {300, 200, 640, 480});
+    auto snapped = h.addWindow(pid, "Snapped", {960, 25, 960, 1055});
+    h.engine->evaluateNewWindows();
+    h.engine->drain();
+    EXPECT_EQ(h.frame(fresh), kPrimaryVisibleAX);
+    EXPECT_EQ(h.frame(paused), kPrimaryVisibleAX);
+    EXPECT_EQ(h.frame(snapped), (Rect{960, 25, 960, 1055}));
+    EXPECT_EQ(h.state(snapped)->disposition, Disposition::userArranged);
+    EXPECT_TRUE(h.server.writesTo(before).empty());
+}
+
 TEST(NewWindowScenario, WindowInLeftHalfAtFirstSightIsNeverMoved) {
     EngineHarness h;
     h.launch();
