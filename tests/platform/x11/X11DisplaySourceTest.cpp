@@ -104,7 +104,9 @@ std::vector<uint8_t> edid(uint16_t product, uint32_t serial, const std::string& 
 }
 
 TEST(X11DisplayIdentity, UuidFollowsVendorProductAndSerialAndPanelsAreBuiltIn) {
-    auto uuid = &X11DisplaySource::uuidFromEdid;
+    auto uuid = [](const std::vector<uint8_t>& block, const std::string& connector = "") {
+        return X11DisplaySource::uuidFromEdid(block, connector);
+    };
     auto a = uuid(edid(0xa0b1, 0x01020304));
     ASSERT_TRUE(a);
     EXPECT_TRUE(std::regex_match(*a, std::regex("[0-9A-F]{8}-([0-9A-F]{4}-){3}[0-9A-F]{12}")))
@@ -115,6 +117,11 @@ TEST(X11DisplayIdentity, UuidFollowsVendorProductAndSerialAndPanelsAreBuiltIn) {
     EXPECT_NE(uuid(edid(0xa0b2, 0x01020304)), a);
     // Two panels of one model with a zero numeric serial differ by their serial text.
     EXPECT_NE(uuid(edid(0xa0b1, 0, "CN0ABC123")), uuid(edid(0xa0b1, 0, "CN0ABC124")));
+    // Twins without any serial differ by connector, each the same on every reading.
+    auto onDp1 = uuid(edid(0xa0b1, 0), "DP-1");
+    EXPECT_NE(onDp1, uuid(edid(0xa0b1, 0), "DP-2"));
+    EXPECT_NE(onDp1, uuid(edid(0xa0b1, 0), ""));
+    EXPECT_EQ(onDp1, uuid(edid(0xa0b1, 0), "DP-1"));
     auto broken = edid(1, 1);
     broken[0] = 0x01;
     EXPECT_FALSE(uuid(broken));
