@@ -184,6 +184,21 @@ std::optional<std::string> X11DisplaySource::uuidFromEdid(const std::vector<uint
     return std::string(buffer);
 }
 
+std::vector<std::string> X11DisplaySource::uniqueUuids(
+    const std::vector<MonitorIdentity>& monitors) {
+    std::vector<std::string> plain;
+    for (const MonitorIdentity& m : monitors)
+        plain.push_back(uuidFromEdid(m.edid).value_or("did:" + m.monitorName));
+    // Identical monitors without serial numbers tell apart by the connector they are on, which
+    // stays the same across restarts and re-plugs.
+    auto uuids = plain;
+    for (size_t i = 0; i < monitors.size(); ++i) {
+        if (std::ranges::count(plain, plain[i]) > 1 && !monitors[i].connector.empty())
+            uuids[i] = *uuidFromEdid(monitors[i].edid, monitors[i].connector);
+    }
+    return uuids;
+}
+
 bool X11DisplaySource::isBuiltInConnector(const std::string& name) {
     for (const char* prefix : {"eDP", "LVDS", "DSI"}) {
         if (name.rfind(prefix, 0) == 0) return true;
@@ -220,7 +235,7 @@ std::vector<ScreenInfo> X11DisplaySource::screens() {
     };
 
     std::vector<ScreenInfo> screens;
-    std::vector<std::pair<std::vector<uint8_t>, std::string>> edids;  // with their connector
+    std::vector<MonitorIdentity> identities;
     for (size_t i = 0; i < monitors.size(); ++i) {
         const X11Monitor& monitor = monitors[i];
         ScreenInfo info;
@@ -228,29 +243,20 @@ std::vector<ScreenInfo> X11DisplaySource::screens() {
         info.visibleFrame = toBottomLeft(usable[i]);
         info.physWidthMM = monitor.widthMM;
         info.backingScale = 1.0;
-        edids.emplace_back();
+        MonitorIdentity identity{{}, {}, monitor.name};
         for (xcb_randr_output_t output : monitor.outputs) {
             std::string name = outputName(x11_, output);
             if (isBuiltInConnector(name)) info.isBuiltIn = true;
-            if (info.uuid.empty()) {
+            if (identity.connector.empty()) {
                 auto edid = edidOf(x11_, output);
-                if (auto uuid = uuidFromEdid(edid)) {
-                    info.uuid = *uuid;
-                    edids.back() = {edid, name};
-                }
+                if (uuidFromEdid(edid)) identity = {edid, name, monitor.name};
             }
         }
-        if (info.uuid.empty()) info.uuid = "did:" + monitor.name;
+        identities.push_back(identity);
         screens.push_back(info);
     }
-    // Identical monitors without serial numbers tell apart by the connector they are on, which
-    // stays the same across restarts and re-plugs.
-    std::vector<std::string> plain;
-    for (const ScreenInfo& s : screens) plain.push_back(s.uuid);
-    for (size_t i = 0; i < screens.size(); ++i) {
-        if (std::ranges::count(plain, plain[i]) > 1 && !edids[i].second.empty())
-            screens[i].uuid = *uuidFromEdid(edids[i].first, edids[i].second);
-    }
+    auto uuids = uniqueUuids(identities);
+    for (size_t i = 0; i < screens.size(); ++i) screens[i].uuid = uuids[i];
     return screens;
 }
 

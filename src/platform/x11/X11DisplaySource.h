@@ -44,6 +44,13 @@ class X11DisplaySource : public DisplaySource, private X11EventListener {
     // a block that is not an EDID.
     static std::optional<std::string> uuidFromEdid(const std::vector<uint8_t>& edid,
                                                    const std::string& connector = {});
+    struct MonitorIdentity {
+        std::vector<uint8_t> edid;  // of the first output that has one
+        std::string connector;      // that output's name
+        std::string monitorName;
+    };
+    // One identity per monitor, unique among them: the EDID's, else "did:" and the monitor's name.
+    static std::vector<std::string> uniqueUuids(const std::vector<MonitorIdentity>& monitors);
     // Panel connectors: eDP, LVDS and DSI.
     static bool isBuiltInConnector(const std::string& outputName);
 
