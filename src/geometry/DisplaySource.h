@@ -16,6 +16,7 @@ struct ScreenInfo {
     bool isBuiltIn = false;
     double physWidthMM = 0;
     double backingScale = 1.0;
+    friend bool operator==(const ScreenInfo&, const ScreenInfo&) = default;
 };
 
 class DisplaySource {

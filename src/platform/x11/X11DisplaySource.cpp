@@ -5,95 +5,109 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
+#include "platform/x11/UsableArea.h"
 #include "platform/x11/X11Util.h"
 
 namespace mavo {
 
 namespace {
 
-// A client's reservation at the root window's edges, in the partial-strut layout: left, right,
-// top, bottom, then the start and end of each along its edge.
-struct Strut {
-    xcb_window_t window = XCB_WINDOW_NONE;
-    bool isDock = false;
-    std::optional<std::array<uint32_t, 12>> values;
+// What the window manager and the panels publish about reserved space.
+struct Reservations {
+    std::vector<Strut> struts;
+    std::set<xcb_window_t> watched;  // windows with a strut, and panels that may set one
+    std::optional<Rect> workArea;
+    std::vector<Rect> monitorWorkAreas;
 };
 
-std::vector<Strut> readStruts(X11Connection& x11, const Rect& root) {
-    std::vector<Strut> struts;
-    auto clients = clientList(x11);
-    if (!clients) return struts;
+std::vector<Rect> rects(const std::vector<uint32_t>& values) {
+    std::vector<Rect> out;
+    for (size_t i = 0; i + 4 <= values.size(); i += 4)
+        out.push_back({double(int32_t(values[i])), double(int32_t(values[i + 1])),
+                       double(values[i + 2]), double(values[i + 3])});
+    return out;
+}
+
+xcb_atom_t internAtom(X11Connection& x11, const std::string& name) {
+    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+        x11.xcb(), xcb_intern_atom(x11.xcb(), 0, uint16_t(name.size()), name.c_str()), nullptr));
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+std::vector<uint32_t> rootValues(X11Connection& x11, xcb_atom_t property, xcb_atom_t type) {
+    auto reply = propertyReply(x11, requestProperty(x11, x11.root(), property, type));
+    return reply ? cardinals(reply->get()) : std::vector<uint32_t>{};
+}
+
+// Candidates for struts: the managed clients and the root's own children, since some panels
+// are never listed as clients.
+std::vector<xcb_window_t> topLevelWindows(X11Connection& x11) {
+    std::vector<xcb_window_t> windows = clientList(x11).value_or(std::vector<xcb_window_t>{});
+    Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(x11.xcb(), xcb_query_tree(x11.xcb(), x11.root()), nullptr));
+    if (tree) {
+        xcb_window_t* children = xcb_query_tree_children(tree.get());
+        windows.insert(windows.end(), children,
+                       children + xcb_query_tree_children_length(tree.get()));
+    }
+    std::ranges::sort(windows);
+    windows.erase(std::unique(windows.begin(), windows.end()), windows.end());
+    return windows;
+}
+
+Reservations readReservations(X11Connection& x11, const Rect& root, xcb_atom_t gtkWorkAreas,
+                              xcb_atom_t& gtkWorkAreasOfDesktop) {
+    Reservations r;
     xcb_ewmh_connection_t* ewmh = x11.ewmh();
+    auto windows = topLevelWindows(x11);
     struct Cookies {
+        xcb_get_window_attributes_cookie_t attributes;
         xcb_get_property_cookie_t partial, strut, type;
     };
     std::vector<Cookies> cookies;
-    for (xcb_window_t window : *clients) {
+    for (xcb_window_t window : windows) {
         cookies.push_back(
-            {requestProperty(x11, window, ewmh->_NET_WM_STRUT_PARTIAL, XCB_ATOM_CARDINAL, 12),
+            {xcb_get_window_attributes(x11.xcb(), window),
+             requestProperty(x11, window, ewmh->_NET_WM_STRUT_PARTIAL, XCB_ATOM_CARDINAL, 12),
              requestProperty(x11, window, ewmh->_NET_WM_STRUT, XCB_ATOM_CARDINAL, 4),
              requestProperty(x11, window, ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM)});
     }
-    uint32_t lastX = root.width > 0 ? uint32_t(root.width) - 1 : 0;
-    uint32_t lastY = root.height > 0 ? uint32_t(root.height) - 1 : 0;
-    for (size_t i = 0; i < clients->size(); ++i) {
+    for (size_t i = 0; i < windows.size(); ++i) {
+        Reply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(x11.xcb(), cookies[i].attributes, nullptr));
         auto partial = propertyReply(x11, cookies[i].partial);
         auto plain = propertyReply(x11, cookies[i].strut);
         auto type = propertyReply(x11, cookies[i].type);
-        Strut strut;
-        strut.window = (*clients)[i];
-        if (type) {
-            auto types = cardinals(type->get());
-            strut.isDock = std::find(types.begin(), types.end(), ewmh->_NET_WM_WINDOW_TYPE_DOCK) !=
-                           types.end();
+        auto types = type ? cardinals(type->get()) : std::vector<uint32_t>{};
+        bool isDock = std::ranges::count(types, ewmh->_NET_WM_WINDOW_TYPE_DOCK) > 0;
+        auto p = partial ? cardinals(partial->get()) : std::vector<uint32_t>{};
+        auto w = plain ? cardinals(plain->get()) : std::vector<uint32_t>{};
+        std::optional<Strut> strut;
+        if (p.size() >= 12) {
+            strut.emplace();
+            std::copy_n(p.begin(), 12, strut->begin());
+        } else if (w.size() >= 4) {
+            strut = wholeEdgeStrut(w[0], w[1], w[2], w[3], root);
         }
-        auto partialValues = partial ? cardinals(partial->get()) : std::vector<uint32_t>{};
-        auto plainValues = plain ? cardinals(plain->get()) : std::vector<uint32_t>{};
-        if (partialValues.size() >= 12) {
-            std::array<uint32_t, 12> v{};
-            std::copy_n(partialValues.begin(), 12, v.begin());
-            strut.values = v;
-        } else if (plainValues.size() >= 4) {
-            // The older form reserves along the whole edge.
-            strut.values = std::array<uint32_t, 12>{plainValues[0],
-                                                    plainValues[1],
-                                                    plainValues[2],
-                                                    plainValues[3],
-                                                    0,
-                                                    lastY,
-                                                    0,
-                                                    lastY,
-                                                    0,
-                                                    lastX,
-                                                    0,
-                                                    lastX};
-        }
-        if (strut.values || strut.isDock) struts.push_back(strut);
+        if (strut || isDock) r.watched.insert(windows[i]);
+        // A hidden panel reserves nothing.
+        bool mapped = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+        if (strut && mapped) r.struts.push_back(*strut);
     }
-    return struts;
-}
 
-// The visible part of a monitor (root coordinates) once every strut that touches it is taken.
-Rect visibleRect(const Rect& monitor, const Rect& root, const std::vector<Strut>& struts) {
-    double left = monitor.minX(), right = monitor.maxX();
-    double top = monitor.minY(), bottom = monitor.maxY();
-    for (const Strut& strut : struts) {
-        if (!strut.values) continue;
-        const auto& v = *strut.values;
-        auto span = [](uint32_t start, uint32_t end) {
-            return end >= start ? double(end) - double(start) + 1 : 0.0;
-        };
-        Rect leftArea{0, double(v[4]), double(v[0]), span(v[4], v[5])};
-        Rect rightArea{root.width - v[1], double(v[6]), double(v[1]), span(v[6], v[7])};
-        Rect topArea{double(v[8]), 0, span(v[8], v[9]), double(v[2])};
-        Rect bottomArea{double(v[10]), root.height - v[3], span(v[10], v[11]), double(v[3])};
-        if (intersects(leftArea, monitor)) left = std::max(left, leftArea.maxX());
-        if (intersects(rightArea, monitor)) right = std::min(right, rightArea.minX());
-        if (intersects(topArea, monitor)) top = std::max(top, topArea.maxY());
-        if (intersects(bottomArea, monitor)) bottom = std::min(bottom, bottomArea.minY());
+    auto desktopValues = rootValues(x11, ewmh->_NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL);
+    uint32_t desktop = desktopValues.empty() ? 0 : desktopValues[0];
+    auto workAreas = rects(rootValues(x11, ewmh->_NET_WORKAREA, XCB_ATOM_CARDINAL));
+    if (desktop < workAreas.size()) r.workArea = workAreas[desktop];
+    auto supported = rootValues(x11, ewmh->_NET_SUPPORTED, XCB_ATOM_ATOM);
+    gtkWorkAreasOfDesktop = XCB_ATOM_NONE;
+    if (gtkWorkAreas != XCB_ATOM_NONE && std::ranges::count(supported, gtkWorkAreas)) {
+        gtkWorkAreasOfDesktop = internAtom(x11, "_GTK_WORKAREAS_D" + std::to_string(desktop));
+        r.monitorWorkAreas = rects(rootValues(x11, gtkWorkAreasOfDesktop, XCB_ATOM_CARDINAL));
     }
-    return {left, top, std::max(0.0, right - left), std::max(0.0, bottom - top)};
+    return r;
 }
 
 // 64-bit FNV-1a: a fixed, well-spread hash for the serial-number text.
@@ -144,7 +158,8 @@ X11DisplaySource::~X11DisplaySource() {
     if (handler_) x11_.removeListener(this);
 }
 
-std::optional<std::string> X11DisplaySource::uuidFromEdid(const std::vector<uint8_t>& edid) {
+std::optional<std::string> X11DisplaySource::uuidFromEdid(const std::vector<uint8_t>& edid,
+                                                          const std::string& connector) {
     static const uint8_t header[8] = {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x00};
     if (edid.size() < 128 || !std::equal(header, header + 8, edid.begin())) return std::nullopt;
     uint16_t vendor = uint16_t(edid[8] << 8 | edid[9]);  // big-endian, three packed letters
@@ -160,12 +175,28 @@ std::optional<std::string> X11DisplaySource::uuidFromEdid(const std::vector<uint
             }
         }
     }
+    if (!connector.empty()) serialText += '\n' + connector;  // a newline ends no serial text
     uint64_t textHash = serialText.empty() ? 0 : fnv1a(serialText);
     char buffer[40];
     std::snprintf(buffer, sizeof buffer, "%04X%04X-%04X-%04X-%04X-%04X%08X", vendor, product,
                   unsigned(serial >> 16), unsigned(serial & 0xffff), unsigned(textHash >> 48),
                   unsigned((textHash >> 32) & 0xffff), unsigned(textHash & 0xffffffffu));
     return std::string(buffer);
+}
+
+std::vector<std::string> X11DisplaySource::uniqueUuids(
+    const std::vector<MonitorIdentity>& monitors) {
+    std::vector<std::string> plain;
+    for (const MonitorIdentity& m : monitors)
+        plain.push_back(uuidFromEdid(m.edid).value_or("did:" + m.monitorName));
+    // Identical monitors without serial numbers tell apart by the connector they are on, which
+    // stays the same across restarts and re-plugs.
+    auto uuids = plain;
+    for (size_t i = 0; i < monitors.size(); ++i) {
+        if (std::ranges::count(plain, plain[i]) > 1 && !monitors[i].connector.empty())
+            uuids[i] = *uuidFromEdid(monitors[i].edid, monitors[i].connector);
+    }
+    return uuids;
 }
 
 bool X11DisplaySource::isBuiltInConnector(const std::string& name) {
@@ -186,7 +217,14 @@ std::vector<ScreenInfo> X11DisplaySource::screens() {
         whole.rootRect = root;
         monitors.push_back(whole);
     }
-    auto struts = readStruts(x11_, root);
+    if (gtkWorkAreas_ == XCB_ATOM_NONE) gtkWorkAreas_ = internAtom(x11_, "_GTK_WORKAREAS");
+    auto reserved = readReservations(x11_, root, gtkWorkAreas_, gtkWorkAreasOfDesktop_);
+    if (handler_) watchWindows(reserved.watched);
+    UsableAreaInputs inputs{
+        root, {}, reserved.struts, reserved.workArea, reserved.monitorWorkAreas};
+    for (const X11Monitor& monitor : monitors) inputs.monitors.push_back(monitor.rootRect);
+    auto usable = usableAreas(inputs);
+
     Point origin = primaryOrigin(monitors);
     double primaryHeight = monitors.front().rootRect.height;
     // Accessibility coordinates shift the root so the primary starts at (0, 0); the bottom-left
@@ -197,21 +235,28 @@ std::vector<ScreenInfo> X11DisplaySource::screens() {
     };
 
     std::vector<ScreenInfo> screens;
-    for (const X11Monitor& monitor : monitors) {
+    std::vector<MonitorIdentity> identities;
+    for (size_t i = 0; i < monitors.size(); ++i) {
+        const X11Monitor& monitor = monitors[i];
         ScreenInfo info;
         info.frame = toBottomLeft(monitor.rootRect);
-        info.visibleFrame = toBottomLeft(visibleRect(monitor.rootRect, root, struts));
+        info.visibleFrame = toBottomLeft(usable[i]);
         info.physWidthMM = monitor.widthMM;
         info.backingScale = 1.0;
+        MonitorIdentity identity{{}, {}, monitor.name};
         for (xcb_randr_output_t output : monitor.outputs) {
-            if (isBuiltInConnector(outputName(x11_, output))) info.isBuiltIn = true;
-            if (info.uuid.empty()) {
-                if (auto uuid = uuidFromEdid(edidOf(x11_, output))) info.uuid = *uuid;
+            std::string name = outputName(x11_, output);
+            if (isBuiltInConnector(name)) info.isBuiltIn = true;
+            if (identity.connector.empty()) {
+                auto edid = edidOf(x11_, output);
+                if (uuidFromEdid(edid)) identity = {edid, name, monitor.name};
             }
         }
-        if (info.uuid.empty()) info.uuid = "did:" + monitor.name;
+        identities.push_back(identity);
         screens.push_back(info);
     }
+    auto uuids = uniqueUuids(identities);
+    for (size_t i = 0; i < screens.size(); ++i) screens[i].uuid = uuids[i];
     return screens;
 }
 
@@ -226,59 +271,56 @@ void X11DisplaySource::watchChanges(std::function<void()> handler) {
                                    XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE |
                                    XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
     }
-    x11_.selectEvents(x11_.root(), XCB_EVENT_MASK_PROPERTY_CHANGE);
-    trackStrutWindows();
+    // Substructure events tell of panels that are no managed client coming and going.
+    x11_.selectEvents(x11_.root(),
+                      XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+    last_ = screens();
 }
 
-bool X11DisplaySource::trackStrutWindows() {
-    std::set<xcb_window_t> now;
-    for (const Strut& strut : readStruts(x11_, rootRect(x11_))) now.insert(strut.window);
-    for (xcb_window_t window : now) {
-        if (!strutWindows_.count(window)) {
+void X11DisplaySource::watchWindows(const std::set<xcb_window_t>& windows) {
+    for (xcb_window_t window : windows) {
+        if (!watched_.count(window)) {
             x11_.selectEvents(window,
                               XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
         }
     }
-    bool changed = now != strutWindows_;
-    strutWindows_ = std::move(now);
-    return changed;
+    watched_ = windows;
 }
 
 void X11DisplaySource::handleEvent(const xcb_generic_event_t& event) {
     uint8_t type = event.response_type & 0x7f;
     if (x11_.hasRandr() && (type == x11_.randrFirstEvent() + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                             type == x11_.randrFirstEvent() + XCB_RANDR_NOTIFY)) {
-        changed_ = true;
+        dirty_ = true;
         return;
     }
     xcb_ewmh_connection_t* ewmh = x11_.ewmh();
     if (type == XCB_PROPERTY_NOTIFY) {
         const auto& e = reinterpret_cast<const xcb_property_notify_event_t&>(event);
         if (e.window == x11_.root()) {
-            if (e.atom == ewmh->_NET_WORKAREA) changed_ = true;
-            if (e.atom == ewmh->_NET_CLIENT_LIST) rescan_ = true;
-        } else if (strutWindows_.count(e.window) &&
-                   (e.atom == ewmh->_NET_WM_STRUT_PARTIAL || e.atom == ewmh->_NET_WM_STRUT)) {
-            changed_ = true;
+            for (xcb_atom_t atom : {ewmh->_NET_WORKAREA, ewmh->_NET_CURRENT_DESKTOP,
+                                    ewmh->_NET_SUPPORTED, ewmh->_NET_CLIENT_LIST})
+                dirty_ |= e.atom == atom;
+            dirty_ |= e.atom == gtkWorkAreasOfDesktop_ && e.atom != XCB_ATOM_NONE;
+        } else if (watched_.count(e.window)) {
+            dirty_ |= e.atom == ewmh->_NET_WM_STRUT_PARTIAL || e.atom == ewmh->_NET_WM_STRUT;
         }
-    } else if (type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY) {
-        xcb_window_t window =
-            type == XCB_UNMAP_NOTIFY
-                ? reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window
-                : reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
-        if (strutWindows_.count(window)) rescan_ = true;
+    } else if (type == XCB_MAP_NOTIFY || type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY) {
+        // The three share the layout of their first fields: the window told, the window itself.
+        const auto& e = reinterpret_cast<const xcb_map_notify_event_t&>(event);
+        dirty_ |= e.event == x11_.root() || watched_.count(e.window) > 0;
     }
 }
 
 void X11DisplaySource::eventsDone() {
-    if (rescan_) {
-        rescan_ = false;
-        if (trackStrutWindows()) changed_ = true;
-    }
-    if (changed_) {
-        changed_ = false;
-        if (handler_) handler_();
-    }
+    if (!dirty_) return;
+    dirty_ = false;
+    // Some window managers rewrite the work area on every map: only a change of some monitor's
+    // frame, usable area or identity is a reconfiguration.
+    auto now = screens();
+    if (now == last_) return;
+    last_ = std::move(now);
+    if (handler_) handler_();
 }
 
 }  // namespace mavo

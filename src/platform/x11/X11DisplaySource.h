@@ -2,8 +2,7 @@
 
 // The displays of an X11 session: RandR monitors, the primary first, in the bottom-left
 // convention the screen cache expects (primary's bottom-left corner at the origin, y up).
-// The visible frame is the monitor less the struts (_NET_WM_STRUT_PARTIAL, else _NET_WM_STRUT)
-// that the session's panels reserve on it.
+// The visible frame is the monitor's usable area (see UsableArea.h).
 //
 // The app shell (main thread):
 //
@@ -13,9 +12,9 @@
 //     displays.watchChanges([&] { ScreenCache::shared().refresh();
 //                                 engine.noteDisplayConfigChange(); });
 //
-// The handler runs from `X11Connection::dispatchPending`, at most once per batch of events:
-// after a RandR screen change or output/CRTC change, a change of _NET_WORKAREA, a panel
-// appearing or leaving, or a panel changing its strut.
+// The handler runs from `X11Connection::dispatchPending`, at most once per batch of events, when
+// some monitor's frame, visible frame or identity changed: after RandR changes, changes of the
+// work areas or the current desktop, panels coming and going or changing their struts.
 
 #include <xcb/xcb.h>
 
@@ -41,22 +40,32 @@ class X11DisplaySource : public DisplaySource, private X11EventListener {
     void watchChanges(std::function<void()> handler);
 
     // A stable, UUID-shaped identity from an EDID block's vendor, product and serial number
-    // (and its serial-number text, when it has one); nothing for a block that is not an EDID.
-    static std::optional<std::string> uuidFromEdid(const std::vector<uint8_t>& edid);
+    // (and its serial-number text, when it has one), and the `connector` when given; nothing for
+    // a block that is not an EDID.
+    static std::optional<std::string> uuidFromEdid(const std::vector<uint8_t>& edid,
+                                                   const std::string& connector = {});
+    struct MonitorIdentity {
+        std::vector<uint8_t> edid;  // of the first output that has one
+        std::string connector;      // that output's name
+        std::string monitorName;
+    };
+    // One identity per monitor, unique among them: the EDID's, else "did:" and the monitor's name.
+    static std::vector<std::string> uniqueUuids(const std::vector<MonitorIdentity>& monitors);
     // Panel connectors: eDP, LVDS and DSI.
     static bool isBuiltInConnector(const std::string& outputName);
 
   private:
     void handleEvent(const xcb_generic_event_t& event) override;
     void eventsDone() override;
-    // Follows the clients that reserve a strut; true when that set changed.
-    bool trackStrutWindows();
+    // Follows the windows that reserve a strut or are panels.
+    void watchWindows(const std::set<xcb_window_t>& windows);
 
     X11Connection& x11_;
     std::function<void()> handler_;
-    std::set<xcb_window_t> strutWindows_;
-    bool changed_ = false;
-    bool rescan_ = false;
+    std::vector<ScreenInfo> last_;
+    std::set<xcb_window_t> watched_;
+    xcb_atom_t gtkWorkAreas_ = XCB_ATOM_NONE, gtkWorkAreasOfDesktop_ = XCB_ATOM_NONE;
+    bool dirty_ = false;
 };
 
 }  // namespace mavo

@@ -104,7 +104,9 @@ std::vector<uint8_t> edid(uint16_t product, uint32_t serial, const std::string& 
 }
 
 TEST(X11DisplayIdentity, UuidFollowsVendorProductAndSerialAndPanelsAreBuiltIn) {
-    auto uuid = &X11DisplaySource::uuidFromEdid;
+    auto uuid = [](const std::vector<uint8_t>& block, const std::string& connector = "") {
+        return X11DisplaySource::uuidFromEdid(block, connector);
+    };
     auto a = uuid(edid(0xa0b1, 0x01020304));
     ASSERT_TRUE(a);
     EXPECT_TRUE(std::regex_match(*a, std::regex("[0-9A-F]{8}-([0-9A-F]{4}-){3}[0-9A-F]{12}")))
@@ -115,6 +117,15 @@ TEST(X11DisplayIdentity, UuidFollowsVendorProductAndSerialAndPanelsAreBuiltIn) {
     EXPECT_NE(uuid(edid(0xa0b2, 0x01020304)), a);
     // Two panels of one model with a zero numeric serial differ by their serial text.
     EXPECT_NE(uuid(edid(0xa0b1, 0, "CN0ABC123")), uuid(edid(0xa0b1, 0, "CN0ABC124")));
+    // Twins without any serial differ by connector, whatever the order they are listed in; a
+    // monitor alone keeps the identity its EDID gives.
+    auto unique = &X11DisplaySource::uniqueUuids;
+    auto twin = edid(0xa0b1, 0);
+    auto pair = unique({{twin, "DP-1", "A"}, {twin, "DP-2", "B"}, {{}, "", "C"}});
+    EXPECT_EQ(pair, (std::vector<std::string>{*uuid(twin, "DP-1"), *uuid(twin, "DP-2"), "did:C"}));
+    EXPECT_NE(pair[0], pair[1]);
+    EXPECT_EQ(unique({{twin, "DP-2", "B"}, {twin, "DP-1", "A"}})[1], pair[0]);
+    EXPECT_EQ(unique({{twin, "DP-1", "A"}})[0], uuid(twin));
     auto broken = edid(1, 1);
     broken[0] = 0x01;
     EXPECT_FALSE(uuid(broken));

@@ -1,0 +1,90 @@
+// Other window managers than Openbox, as Debian ships them: on each, windows fill the area that
+// the window manager's own maximize gives, wherever its panel or toolbar reserves space.
+
+#include <algorithm>
+
+#include "E2ETest.h"
+
+namespace mavo::e2e {
+namespace {
+
+using WM = TestDesktop::WindowManager;
+
+struct Desktop {
+    const char* name;
+    WM windowManager;
+    bool panel;  // the desktop's own panel
+    bool dock;   // a panel of our own, 40 px at the top
+};
+
+void PrintTo(const Desktop& d, std::ostream* os) {
+    *os << d.name;
+}
+
+class DesktopsTest : public E2ETest, public ::testing::WithParamInterface<Desktop> {
+  protected:
+    // The part of the screen where the window manager puts a window it is asked to maximize (some
+    // push the frame's borders past the screen's edges), the window gone again.
+    std::optional<Frame> wmMaximized() {
+        Client c = client("e2e-reference", "400x300+500+500");
+        auto before = frameOf(c);
+        sendMaximize(c, 1);
+        std::optional<Frame> after;
+        bool moved = TestDesktop::waitUntil([&] {
+            after = frameOf(c);
+            return after && after != before && after->width > 1000 && after->height > 500;
+        });
+        desktop->stop(c.pid);
+        TestDesktop::waitUntil([&] { return !desktop->isMapped(c.window); });
+        if (!moved) return std::nullopt;
+        int right = std::min(after->x + after->width, kScreen.width);
+        int bottom = std::min(after->y + after->height, kScreen.height);
+        after->x = std::max(after->x, 0), after->y = std::max(after->y, 0);
+        return Frame{after->x, after->y, right - after->x, bottom - after->y};
+    }
+
+    void sendMaximize(const Client& c, uint32_t action) {
+        desktop->sendClientMessage(c.window, "_NET_WM_STATE",
+                                   {action, desktop->atom("_NET_WM_STATE_MAXIMIZED_VERT"),
+                                    desktop->atom("_NET_WM_STATE_MAXIMIZED_HORZ"), 1});
+    }
+};
+
+TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
+    const Desktop& d = GetParam();
+    ASSERT_TRUE(start({.windowManager = d.windowManager, .panel = d.panel}, false))
+        << desktop->failure();
+    if (d.dock) client("e2e-dock", "1920x40+0+0", {"--kind", "dock"});
+    auto usable = wmMaximized();
+    ASSERT_TRUE(usable);
+    // Every desktop here reserves some space; a frame of the whole screen would prove nothing.
+    ASSERT_NE(*usable, kScreen);
+
+    ASSERT_TRUE(startMavo());
+    Client plain = client("e2e-plain", "500x400+300+200");
+    auto term = desktop->startXterm("e2e-term", "80x24+150+120");
+    ASSERT_TRUE(term);
+    // xterm sizes itself in character cells: it can miss the frame by less than one cell.
+    auto termFills = [&] {
+        auto f = desktop->frame(term->window);
+        return f && f->x == usable->x && f->y == usable->y && f->width <= usable->width &&
+               f->width > usable->width - 20 && f->height <= usable->height &&
+               f->height > usable->height - 30;
+    };
+    EXPECT_TRUE(syncUntil([&] { return frameOf(plain) == usable && termFills(); }))
+        << "usable " << *usable << ", plain " << frameOf(plain) << ", xterm "
+        << desktop->frame(term->window);
+    // Windows coming and going rewrite the work area on some of these: that changes no display.
+    EXPECT_EQ(diagCount("display reconfigure"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Debian, DesktopsTest,
+                         ::testing::Values(Desktop{"Xfwm4WithXfcePanel", WM::xfwm4, true, false},
+                                           Desktop{"MarcoWithDock", WM::marco, false, true},
+                                           Desktop{"MutterWithDock", WM::mutter, false, true},
+                                           Desktop{"FluxboxWithItsToolbar", WM::fluxbox, false,
+                                                   false}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace mavo::e2e
