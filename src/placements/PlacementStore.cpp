@@ -154,6 +154,13 @@ void PlacementStore::flushNow() {
     q_->sync([&] { writeLocked(*state_); });
 }
 
+std::vector<std::pair<std::string, PlacementRecord>> PlacementStore::entries() {
+    std::vector<std::pair<std::string, PlacementRecord>> out;
+    q_->sync([&] { out.assign(state_->records.begin(), state_->records.end()); });
+    std::ranges::sort(out, {}, &std::pair<std::string, PlacementRecord>::first);
+    return out;
+}
+
 size_t PlacementStore::count() {
     size_t n = 0;
     q_->sync([&] { n = state_->records.size(); });

@@ -5,6 +5,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "common/SerialQueue.h"
 #include "geometry/Rect.h"
@@ -42,6 +44,8 @@ class PlacementStore {
     void removeAll();
     void removeConfig(const std::string& signature);
     void flushNow();
+    // Every record with its key, sorted by key.
+    std::vector<std::pair<std::string, PlacementRecord>> entries();
 
     static std::optional<RelFrame> relative(const Rect& frame, const Rect& visible);
     static Rect absolute(const RelFrame& rel, const Rect& visible);

@@ -8,8 +8,8 @@
 
 namespace mavo {
 
-// The engine as the status menu sees it: the settings it toggles and the two bulk actions. Kept
-// narrow so the menu can be exercised against a recording fake.
+// The engine as the status menu and the remote control see it: the settings they toggle, the two
+// counts and the two bulk actions. Kept narrow so both can be exercised against a recording fake.
 class MenuEngine {
   public:
     virtual ~MenuEngine() = default;
@@ -30,6 +30,7 @@ class MenuEngine {
     virtual bool maximizesBundleID(const std::string& bid) const = 0;
     virtual void toggleMaximizeApp(const std::string& bid) = 0;
     virtual int cannotFillCount() const = 0;
+    virtual int windowsMaximizedCount() const = 0;
     virtual void reevaluateAll() = 0;
     virtual void maximizeAllNow() = 0;
 };
@@ -62,6 +63,7 @@ class EngineMenuAdapter final : public MenuEngine {
     }
     void toggleMaximizeApp(const std::string& bid) override { e_->toggleMaximizeApp(bid); }
     int cannotFillCount() const override { return e_->cannotFillCount(); }
+    int windowsMaximizedCount() const override { return e_->windowsMaximizedCount(); }
     void reevaluateAll() override { e_->reevaluateAll(); }
     void maximizeAllNow() override { e_->maximizeAllNow(); }
 

@@ -21,6 +21,9 @@ enum class MenuAction {
     toggleFocusSizeMode,
     toggleMaximizeFrontmost,
     delaySliderChanged,
+    forgetPlacement,
+    forgetAllPlacements,
+    showDiagnosticLog,
     quit,
 };
 
@@ -37,6 +40,7 @@ struct MenuItem {
     bool checked = false;
     MenuAction action = MenuAction::none;
     std::optional<std::string> representedBundleID;
+    std::optional<std::string> representedPlacementKey;
     std::string keyEquivalent;
     std::vector<MenuItem> submenu;
 

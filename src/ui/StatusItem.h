@@ -23,6 +23,8 @@ class StatusItem {
     virtual ~StatusItem() = default;
     // False while the item has nothing to draw into (no button); icon updates are skipped then.
     virtual bool hasButton() const { return true; }
+    // False while no tray shows the item (the desktop has none, or it has not taken the item yet).
+    virtual bool hasHost() const { return true; }
     virtual bool isVisible() const = 0;
     virtual void setVisible(bool visible) = 0;
     virtual void setIcon(const StatusIcon& icon) = 0;

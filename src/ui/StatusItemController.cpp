@@ -108,6 +108,7 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
         }
         m.push_back(std::move(parent));
     }
+    buildPlacementRows(m);
     m.push_back(MenuItem::separator());
 
     MenuItem login = MenuItem::command("Launch at Login", MenuAction::toggleLogin);
@@ -146,6 +147,9 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
     m.push_back(focus);
 
     m.push_back(MenuItem::separator());
+    if (env_.showLog) {
+        m.push_back(MenuItem::command("Show Diagnostic Log", MenuAction::showDiagnosticLog));
+    }
     m.push_back(MenuItem::label("Mavo " + env_.shortVersion.value_or("")));
     MenuItem quitItem = MenuItem::command("Quit Mavo", MenuAction::quit);
     quitItem.keyEquivalent = "q";
@@ -181,6 +185,25 @@ void StatusItemController::buildFrontmostRows(MenuModel& m) {
     maximize.checked = env_.engine.maximizesBundleID(bid);
     maximize.representedBundleID = bid;
     m.push_back(maximize);
+}
+
+// Only the current display arrangement's windows are listed: the others' would mean nothing to the
+// user here. "Forget All" reaches every arrangement, as the command line's does.
+void StatusItemController::buildPlacementRows(MenuModel& m) {
+    if (!env_.placements || !env_.placements->any()) return;
+    MenuItem parent;
+    parent.title = "Remembered Placements";
+    for (const RememberedPlacement& p : env_.placements->ofCurrentArrangement()) {
+        std::string title = appName(p.application).value_or(p.application);
+        if (!p.title.empty()) title += " — " + p.title;
+        MenuItem row = MenuItem::command(std::move(title), MenuAction::forgetPlacement);
+        row.representedPlacementKey = p.key;
+        parent.submenu.push_back(std::move(row));
+    }
+    if (parent.submenu.empty()) parent.submenu.push_back(MenuItem::label("None on These Displays"));
+    parent.submenu.push_back(MenuItem::separator());
+    parent.submenu.push_back(MenuItem::command("Forget All", MenuAction::forgetAllPlacements));
+    m.push_back(std::move(parent));
 }
 
 std::optional<std::string> StatusItemController::appName(const std::string& bundleID) {
@@ -229,6 +252,13 @@ void StatusItemController::perform(const MenuItem& item) {
             return toggleMaximizeFrontmost(item.representedBundleID);
         case MenuAction::delaySliderChanged:
             return delaySliderChanged(item.sliderValue);
+        case MenuAction::forgetPlacement:
+            return forgetPlacement(item.representedPlacementKey);
+        case MenuAction::forgetAllPlacements:
+            return forgetAllPlacements();
+        case MenuAction::showDiagnosticLog:
+            if (env_.showLog) env_.showLog();
+            return;
         case MenuAction::quit:
             return quit();
     }
@@ -311,6 +341,14 @@ void StatusItemController::delaySliderChanged(double value) {
         }
     }
     env_.statusItem.invalidateMenu();
+}
+
+void StatusItemController::forgetPlacement(const std::optional<std::string>& key) {
+    if (key && env_.placements) env_.placements->forget(*key);
+}
+
+void StatusItemController::forgetAllPlacements() {
+    if (env_.placements) env_.placements->forgetAll();
 }
 
 void StatusItemController::quit() {

@@ -11,6 +11,7 @@
 #include "geometry/DisplaySource.h"
 #include "ui/MenuEngine.h"
 #include "ui/MenuModel.h"
+#include "ui/RememberedPlacements.h"
 #include "ui/StatusItem.h"
 #include "windowaccess/Permissions.h"
 #include "windowaccess/Workspace.h"
@@ -32,6 +33,8 @@ struct StatusControllerEnvironment {
     std::string selfBundleID;
     std::optional<std::string> shortVersion;  // "Mavo <version>" row; nothing gives "Mavo "
     std::function<void()> terminate;          // "Quit Mavo"
+    RememberedPlacements* placements;         // "Remembered Placements"; none leaves it out
+    std::function<void()> showLog;            // "Show Diagnostic Log"; none leaves it out
 };
 
 // The status item's menu, icon and auto-hide. The menu is rebuilt from the live state each time
@@ -69,7 +72,12 @@ class StatusItemController {
     void toggleFocusSizeMode();
     void toggleMaximizeFrontmost(const std::optional<std::string>& bid);
     void delaySliderChanged(double value);
+    void forgetPlacement(const std::optional<std::string>& key);
+    void forgetAllPlacements();
     void quit();
+
+    // Whether a tray shows the item at the moment.
+    bool trayPresent() const { return env_.statusItem.hasHost(); }
 
     void refreshIcon();
     const std::string& lastIconName() const { return lastIconName_; }
@@ -90,6 +98,7 @@ class StatusItemController {
 
   private:
     void buildFrontmostRows(MenuModel& menu);
+    void buildPlacementRows(MenuModel& menu);
     void cancelPendingShow();
     void cancelPendingHide();
     void show();

@@ -57,8 +57,10 @@ class E2ETest : public ::testing::Test {
 
     // True once Mavo announced that its launch is complete.
     bool startMavo() {
-        mavo = desktop->spawn({MAVO_BINARY}, {"MAVO_TEST_HOOKS=1", "MAVO_STRICT_X_ERRORS=1",
-                                              "MAVO_DIAG_LOG=" + path("mavo-diag.log").string()});
+        std::vector<std::string> env = mavoEnv;
+        env.insert(env.end(), {"MAVO_TEST_HOOKS=1", "MAVO_STRICT_X_ERRORS=1",
+                               "MAVO_DIAG_LOG=" + path("mavo-diag.log").string()});
+        mavo = desktop->spawn({MAVO_BINARY}, env);
         auto ready = [&] {
             auto r = desktop->property(desktop->root(), "_MAVO_READY");
             return !alive() || (!r.empty() && pid_t(r[0]) == mavo);
@@ -148,6 +150,7 @@ class E2ETest : public ::testing::Test {
     std::unique_ptr<TestDesktop> desktop;
     pid_t mavo = 0;
     uint32_t syncs = 0;
+    std::vector<std::string> mavoEnv;  // besides the desktop's and the hooks'
 };
 
 }  // namespace mavo::e2e

@@ -7,7 +7,8 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFI
 if(NOT status EQUAL 0)
     message(FATAL_ERROR "cmake --install failed: ${status}")
 endif()
-foreach(f bin/mavo share/applications/mavo.desktop share/icons/hicolor/scalable/apps/mavo.svg)
+foreach(f bin/mavo share/applications/mavo.desktop share/icons/hicolor/scalable/apps/mavo.svg
+        share/bash-completion/completions/mavo)
     if(NOT EXISTS ${PREFIX}/${f})
         message(FATAL_ERROR "not installed: ${f}")
     endif()

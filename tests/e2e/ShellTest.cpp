@@ -33,14 +33,21 @@ TEST(ShellCommandLine, VersionNeedsNoDisplayAndEachRefusalIsOneLine) {
     EXPECT_EQ(version.out, "mavo " MAVO_VERSION "\n");
     EXPECT_EQ(version.err, "");
 
-    for (auto [env, args, says] : {
-             std::tuple{"", "--frobnicate", "mavo: unknown option \"--frobnicate\""},
-             {"HOME=/nonexistent", "", "Mavo: no X display"},
-             {"HOME=/nonexistent WAYLAND_DISPLAY=wayland-0", "", "Wayland session without X11"},
-             {"HOME=/nonexistent DISPLAY=:9971", "", ":9971"},
+    // 1: nothing to work on or to talk to; 2: a wrong command line.
+    for (auto [env, args, exit, says] : {
+             std::tuple{"", "--frobnicate", 2, "mavo: unknown option \"--frobnicate\""},
+             {"", "frobnicate", 2, "mavo: unknown verb \"frobnicate\""},
+             {"", "forget", 2, "forget needs a KEY"},
+             {"", "pause now", 2, "pause takes no further words"},
+             {"HOME=/nonexistent", "", 1, "Mavo: no X display"},
+             {"HOME=/nonexistent WAYLAND_DISPLAY=wayland-0", "", 1, "Wayland session without X11"},
+             {"HOME=/nonexistent DISPLAY=:9971", "", 1, ":9971"},
+             {"DISPLAY=:9971 DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", "quit", 1,
+              "mavo: Mavo is not running on display \":9971\""},
+             {"MAVO_DIAG_LOG=/nonexistent/log", "log", 1, "no diagnostic log at /nonexistent/log"},
          }) {
         Output refused = runAlone(env, args);
-        EXPECT_NE(refused.status, 0) << env << args;
+        EXPECT_EQ(refused.status, exit) << env << args;
         EXPECT_EQ(std::ranges::count(refused.err, '\n'), 1) << refused.err;
         EXPECT_NE(refused.err.find(says), npos) << refused.err;
     }
@@ -51,8 +58,7 @@ using ShellTest = E2ETest;
 TEST_F(ShellTest, OneMavoPerDisplayLaunchAtLoginOnceAndAnOrderlyEndOnEverySignal) {
     ASSERT_TRUE(start());
     // A second Mavo on the same display says so and ends by itself; the first works on.
-    int second = desktop->run({MAVO_BINARY}, 15);
-    EXPECT_GT(second, 0);
+    EXPECT_EQ(desktop->run({MAVO_BINARY}, 15), 0);
     EXPECT_NE(err().find("Mavo: another Mavo is already running on display"), npos);
     EXPECT_TRUE(becomes(client("e2e-still-managed", "400x300+10+10"), kScreen));
 

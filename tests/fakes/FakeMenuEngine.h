@@ -19,7 +19,7 @@ class FakeMenuEngine final : public MenuEngine {
   public:
     bool isPaused = false, topCenter = false, focusSize = false;
     std::set<std::string> excluded, topCenterApps, maximizeApps;
-    int cannotFill = 0;
+    int cannotFill = 0, maximized = 0;
     std::vector<std::string> calls;
     std::function<void(const std::string&)> onCall;
 
@@ -55,6 +55,7 @@ class FakeMenuEngine final : public MenuEngine {
         flip("toggleMaximizeApp", maximizeApps, bid);
     }
     int cannotFillCount() const override { return cannotFill; }
+    int windowsMaximizedCount() const override { return maximized; }
     void reevaluateAll() override { record("reevaluateAll"); }
     void maximizeAllNow() override { record("maximizeAllNow"); }
 

@@ -2,8 +2,12 @@
 
 #include <unistd.h>
 
+#include <gio/gio.h>
+
 #include <cstdlib>
 #include <filesystem>
+
+#include "app/Diag.h"
 
 #include "platform/linux/DbusMenuExporter.h"
 #include "platform/linux/GLibUiTimers.h"
@@ -57,6 +61,18 @@ std::string iconThemePath() {
     return "";
 }
 
+bool openWithDefaultApplication(const std::string& path) {
+    GError* error = nullptr;
+    gchar* uri = g_filename_to_uri(path.c_str(), nullptr, &error);
+    bool ok = uri && g_app_info_launch_default_for_uri(uri, nullptr, &error);
+    if (!ok) {
+        Diag::log("cannot open " + path + ": " + (error ? error->message : "no application"));
+    }
+    if (error) g_error_free(error);
+    g_free(uri);
+    return ok;
+}
+
 std::shared_ptr<StatusItemController> makeLinuxStatusController(
     const std::shared_ptr<MaximizeEngine>& engine, LinuxTrayServices services) {
     return makeLinuxStatusController(std::make_unique<EngineMenuAdapter>(engine),
@@ -79,10 +95,13 @@ std::shared_ptr<StatusItemController> makeLinuxStatusController(std::unique_ptr<
     options.haveOwnIcons = !options.iconThemePath.empty() && holdsIcons(options.iconThemePath);
     tray->item = std::make_unique<StatusNotifierItem>(options);
 
+    std::function<void()> showLog = std::move(services.showLog);
+    if (!showLog) showLog = [] { openWithDefaultApplication(Diag::path()); };
     tray->controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
         *tray->engine, *tray->item, services.permissions, services.workspace, *tray->login,
         services.events, services.defaults, tray->timers, *tray->pointer, services.displays,
-        services.selfBundleID, services.shortVersion, services.terminate});
+        services.selfBundleID, services.shortVersion, services.terminate, services.placements,
+        std::move(showLog)});
 
     StatusItemController* c = tray->controller.get();
     tray->menu = std::make_unique<DbusMenuExporter>(

@@ -12,6 +12,7 @@
 #include "geometry/DisplaySource.h"
 #include "geometry/Rect.h"
 #include "ui/MenuEngine.h"
+#include "ui/RememberedPlacements.h"
 #include "ui/StatusItemController.h"
 #include "windowaccess/Permissions.h"
 #include "windowaccess/Workspace.h"
@@ -33,12 +34,19 @@ struct LinuxTrayServices {
     std::optional<std::string> shortVersion;
     // Folder holding hicolor/scalable/apps/mavo.svg; empty means look for it (iconThemePath()).
     std::string iconThemePath;
+    RememberedPlacements* placements;
+    // Opens the diagnostic log; none opens it with the desktop's default application.
+    std::function<void()> showLog;
 };
 
 // Mavo's tray: the StatusNotifierItem, its dbusmenu menu and the controller that fills both.
 // The returned controller keeps everything else alive; dropping it removes the item from the bus.
 std::shared_ptr<StatusItemController> makeLinuxStatusController(
     const std::shared_ptr<MaximizeEngine>& engine, LinuxTrayServices services);
+
+// Opens `path` with the desktop's default application for it; false (and a diagnostic line) when
+// none could be started.
+bool openWithDefaultApplication(const std::string& path);
 
 // The same over any MenuEngine (the tray's protocol test drives it with a recording engine).
 std::shared_ptr<StatusItemController> makeLinuxStatusController(std::unique_ptr<MenuEngine> engine,

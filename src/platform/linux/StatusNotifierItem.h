@@ -40,6 +40,7 @@ class StatusNotifierItem final : public StatusItem {
     void start();
 
     bool isVisible() const override { return visible_; }
+    bool hasHost() const override { return registered_; }
     void setVisible(bool visible) override;
     void setIcon(const StatusIcon& icon) override;
     void setToolTip(const std::string& text) override;

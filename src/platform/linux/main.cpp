@@ -1,6 +1,7 @@
 // The `mavo` program: checks that there is an X display to manage and that no other Mavo runs on
 // it, builds the X11 backend and the Linux services, hands them to the application delegate and
-// runs the GLib main loop until the session ends or a terminating signal arrives.
+// runs the GLib main loop until the session ends, a terminating signal arrives or it is told to
+// quit. With a verb (`mavo pause`, ...) it steers the running Mavo instead.
 
 #include <glib-unix.h>
 #include <glib.h>
@@ -22,6 +23,8 @@
 #include "engine/DragMonitor.h"
 #include "geometry/ScreenCache.h"
 #include "placements/PlacementStore.h"
+#include "platform/linux/ControlCommand.h"
+#include "platform/linux/DbusControl.h"
 #include "platform/linux/DesktopApps.h"
 #include "platform/linux/GLibShellLoop.h"
 #include "platform/linux/JsonFileDefaults.h"
@@ -39,6 +42,8 @@
 #include "platform/x11/X11WindowList.h"
 #include "platform/x11/X11WindowServer.h"
 #include "platform/x11/X11Workspace.h"
+#include "ui/RememberedPlacements.h"
+#include "ui/RemoteControl.h"
 
 namespace {
 
@@ -47,9 +52,9 @@ using namespace mavo;
 // Mavo's own "bundle id": the class it would give a window of its own.
 constexpr const char* selfBundleID = "Mavo";
 
-// Exit statuses besides 0: no X display to work on, another Mavo on this display, a bad command
-// line, and (in the strict mode of the tests) X errors that no vanished window explains.
-enum ExitStatus { noDisplay = 1, alreadyRunning = 2, usage = 64, unexpectedXErrors = 3 };
+// Exit statuses besides 0: no X display to work on, a bad command line, and (in the strict mode
+// of the tests) X errors that no vanished window explains.
+enum ExitStatus { noDisplay = 1, usage = controlUsage, unexpectedXErrors = 3 };
 
 bool envFlag(const char* name) {
     const char* v = std::getenv(name);
@@ -99,10 +104,13 @@ int runMavo() {
         return noDisplay;
     }
     std::unique_ptr<InstanceGuard> guard = InstanceGuard::claim(*x11);
+    const std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
     if (!guard) {
+        // Starting it again is no mistake (autostart and a hand may both do it): say what runs.
         std::fprintf(stderr, "Mavo: another Mavo is already running on display \"%s\".\n",
-                     std::getenv("DISPLAY"));
-        return alreadyRunning;
+                     display.c_str());
+        printStatus(display);
+        return 0;
     }
     // The tests keep each run's log apart; everyone else gets the usual file.
     if (const char* diag = std::getenv("MAVO_DIAG_LOG"); diag && *diag) Diag::setPath(diag);
@@ -161,6 +169,8 @@ int runMavo() {
                          PlacementStore::shared(),
                          analytics,
                          {}};
+    RememberedPlacements placements(PlacementStore::shared(),
+                                    [&screens] { return screens.configSignature(); });
     services.makeStatusController = [&](const std::shared_ptr<MaximizeEngine>& engine) {
         LinuxTrayServices tray{permissions,
                                workspace,
@@ -172,6 +182,8 @@ int runMavo() {
                                [&loop] { loop.terminate(0); },
                                selfBundleID,
                                std::string(appVersion),
+                               {},
+                               &placements,
                                {}};
         return makeLinuxStatusController(engine, std::move(tray));
     };
@@ -183,11 +195,21 @@ int runMavo() {
     std::unique_ptr<TestHooks> hooks;
     if (envFlag("MAVO_TEST_HOOKS")) hooks = std::make_unique<TestHooks>(*x11, delegate->engine());
 
+    EngineMenuAdapter controlEngine(delegate->engine());
+    RemoteControl control({controlEngine, permissions, placements, Analytics::shared(),
+                           [&delegate] {
+                               auto* tray = delegate->statusController();
+                               return tray && tray->trayPresent();
+                           },
+                           [&loop] { loop.terminate(0); }});
+    auto bus = std::make_unique<DbusControl>(control, display);
+
     StrictErrorReporter errors(*x11);
     std::shared_ptr<RepeatingTimer> errorTimer;
     if (strict) errorTimer = loop.scheduleRepeating(0.2, [&errors] { errors.report(); });
 
     delegate->applicationDidFinishLaunching();
+    bus->start();
     if (hooks) hooks->announceReady();
     int status = loop.run();
 
@@ -196,6 +218,9 @@ int runMavo() {
     if (strict) errors.report();
     Diag::drain();
     if (lostServer) std::fprintf(stderr, "Mavo: the X display went away; quitting.\n");
+    // The display is free before the bus names are, so whoever sees the names gone can start.
+    guard.reset();
+    bus.reset();
     if (strict && errors.any()) return unexpectedXErrors;
     return status;
 }
@@ -209,14 +234,14 @@ int main(int argc, char** argv) {
             return 0;
         }
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            std::printf(
-                "Usage: mavo [--version]\n"
-                "Keeps your app windows maximized, except ones you’ve snapped.\n"
-                "Runs in the tray of an X11 desktop; its menu holds every setting.\n");
+            std::fputs(mavo::controlHelp, stdout);
             return 0;
         }
-        std::fprintf(stderr, "mavo: unknown option \"%s\" (try --help)\n", argv[i]);
-        return usage;
+        if (argv[i][0] == '-' && std::strcmp(argv[i], "--all") != 0) {
+            std::fprintf(stderr, "mavo: unknown option \"%s\" (try --help)\n", argv[i]);
+            return usage;
+        }
     }
+    if (argc > 1) return mavo::runControlVerb({argv + 1, argv + argc});
     return runMavo();
 }

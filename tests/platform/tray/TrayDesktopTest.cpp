@@ -29,6 +29,12 @@ TEST(TrayDesktop, PointerShowsTheIconAndTheMenuPausesTheRealEngineAndForcesAPass
     ItemView item("org.kde.StatusNotifierItem-" + std::to_string(mavo) + "-1");
     ASSERT_TRUE(pump([&] { return !tray.registrations.empty(); }, 10));
     ASSERT_TRUE(item.becomes("Status", "Passive"));
+    // Its remote control knows a tray took the item.
+    ItemView control("com.quastorn.mavo");
+    EXPECT_TRUE(pump([&] {
+        return control.property("TrayPresent", "/com/quastorn/mavo", "com.quastorn.mavo.Control") ==
+               "true";
+    }));
 
     // 24 points of band plus 2: y = 25 from the top is in, 40 is out.
     ASSERT_TRUE(desktop.xdotool("mousemove 800 5"));

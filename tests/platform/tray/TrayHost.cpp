@@ -100,11 +100,12 @@ ItemView::~ItemView() {
     g_object_unref(bus_);
 }
 
-std::optional<std::string> ItemView::property(const char* name) {
+std::optional<std::string> ItemView::property(const char* name, const char* path,
+                                              const char* interface) {
     GVariant* reply = g_dbus_connection_call_sync(
-        bus_, busName_.c_str(), "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
-        g_variant_new("(ss)", "org.kde.StatusNotifierItem", name), G_VARIANT_TYPE("(v)"),
-        G_DBUS_CALL_FLAGS_NONE, 3000, nullptr, nullptr);
+        bus_, busName_.c_str(), path, "org.freedesktop.DBus.Properties", "Get",
+        g_variant_new("(ss)", interface, name), G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, 3000,
+        nullptr, nullptr);
     if (!reply) return std::nullopt;
     GVariant* value = nullptr;
     g_variant_get(reply, "(v)", &value);

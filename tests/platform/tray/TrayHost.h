@@ -37,8 +37,10 @@ class ItemView {
   public:
     explicit ItemView(std::string busName);
     ~ItemView();
-    // A property of the item: strings as they are, other values in GVariant text form.
-    std::optional<std::string> property(const char* name);
+    // A property of the item (or of another object of its owner): strings as they are, other
+    // values in GVariant text form.
+    std::optional<std::string> property(const char* name, const char* path = "/StatusNotifierItem",
+                                        const char* interface = "org.kde.StatusNotifierItem");
     bool becomes(const char* name, const std::string& value) {
         return pump([&] { return property(name) == value; });
     }

@@ -118,6 +118,7 @@ TEST(TrayProtocol, HostReadsTheItemAndItsMenuAndClicksReachTheEngine) {
                     "Top-Center “Editor” [ ]",
                     "Always Maximize “Editor” [ ]",
                     "Excluded Apps >",
+                    "Remembered Placements >",
                     "---",
                     "Launch at Login [ ]",
                     "Hide Icon Until Hover [ ]",
@@ -125,10 +126,13 @@ TEST(TrayProtocol, HostReadsTheItemAndItsMenuAndClicksReachTheEngine) {
                     "Smaller Windows Top Centered [ ]",
                     "Focus-Size on Large Displays [ ]",
                     "---",
+                    "Show Diagnostic Log",
                     "Mavo 9.8.7 (off)",
                     "Quit Mavo"}));
     EXPECT_EQ(item.rows(item.find("Excluded Apps")),
               (Rows{"org.example.Alpha [x]", "org.example.Zeta [x]"}));
+    EXPECT_EQ(item.rows(item.find("Remembered Placements")),
+              (Rows{"Editor — notes", "---", "Forget All"}));
     Rows seconds{"0s (x)"};  // the slider becomes whole-second radio items
     for (int s = 1; s <= 10; ++s) seconds.push_back(std::to_string(s) + "s ( )");
     EXPECT_EQ(item.rows(item.find("Show/hide delay: 0s")), seconds);
@@ -154,6 +158,12 @@ TEST(TrayProtocol, HostReadsTheItemAndItsMenuAndClicksReachTheEngine) {
     item.send(item.find("Mavo: paused"));
     pumpFor(0.3);
     EXPECT_EQ(c.mavo.lines().size(), before);
+
+    item.send(item.find("Show Diagnostic Log"));
+    EXPECT_TRUE(c.mavo.logged("showLog"));
+    item.send(item.find("Editor — notes", item.find("Remembered Placements")));
+    ASSERT_TRUE(item.aboutToShow());
+    EXPECT_EQ(item.rows(item.find("Remembered Placements"))[0], "None on These Displays (off)");
 
     item.send(item.find("Quit Mavo"));
     EXPECT_EQ(c.mavo.waitFor(5), 0);

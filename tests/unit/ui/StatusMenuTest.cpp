@@ -78,13 +78,26 @@ TEST(StatusMenu, TrustedActiveMenuHasEveryRowInOrderAndChecksFollowTheSettings) 
     auto& c = env.start();
     const auto& menu = c.menuNeedsUpdate();
     // Labels are disabled, commands enabled; only settings have a check box.
-    EXPECT_EQ(
-        rows(menu),
-        (Rows{"Mavo: active (off)", kBlurb, "---", "Pause", "Maximize All Windows Now", "---",
-              "Don’t Manage “Editor”", "Top-Center “Editor” [ ]", "Always Maximize “Editor” [ ]",
-              "Excluded Apps", "---", "Launch at Login [ ]", "Hide Icon Until Hover [ ]",
-              "Show/hide delay", "Smaller Windows Top Centered [ ]",
-              "Focus-Size on Large Displays [ ]", "---", "Mavo 1.4.2 (off)", "Quit Mavo"}));
+    EXPECT_EQ(rows(menu), (Rows{"Mavo: active (off)",
+                                kBlurb,
+                                "---",
+                                "Pause",
+                                "Maximize All Windows Now",
+                                "---",
+                                "Don’t Manage “Editor”",
+                                "Top-Center “Editor” [ ]",
+                                "Always Maximize “Editor” [ ]",
+                                "Excluded Apps",
+                                "---",
+                                "Launch at Login [ ]",
+                                "Hide Icon Until Hover [ ]",
+                                "Show/hide delay",
+                                "Smaller Windows Top Centered [ ]",
+                                "Focus-Size on Large Displays [ ]",
+                                "---",
+                                "Show Diagnostic Log",
+                                "Mavo 1.4.2 (off)",
+                                "Quit Mavo"}));
     for (const auto& item : menu)
         EXPECT_EQ(item.keyEquivalent, item.title == "Quit Mavo" ? "q" : "") << item.title;
     EXPECT_EQ(get(menu, "Quit Mavo").action, MenuAction::quit);
@@ -165,6 +178,7 @@ TEST(StatusMenu, EachActionMakesItsCallsSendsItsEventAndWritesItsStore) {
              {"Launch at Login", "", "", ""},
              {"Hide Icon Until Hover", "", "", ""},
              {"Hide Icon Until Hover", "autoHide", "", ""},
+             {"Show Diagnostic Log", "", "", ""},
              {"Quit Mavo", "", "", ""}}) {
         SCOPED_TRACE(tc.title + " " + tc.states);
         MenuEnv e(tc.states);
@@ -175,6 +189,7 @@ TEST(StatusMenu, EachActionMakesItsCallsSendsItsEventAndWritesItsStore) {
         for (const auto& ev : e.events.events()) EXPECT_TRUE(ev.props.empty());
         EXPECT_EQ(e.login.toggles, tc.title == "Launch at Login");
         EXPECT_EQ(e.terminations, tc.title == "Quit Mavo");
+        EXPECT_EQ(e.logShows, tc.title == "Show Diagnostic Log");
         if (tc.title.starts_with("Hide")) {
             EXPECT_EQ(e.defaults.object("autoHideIcon"), nlohmann::json(tc.states.empty()));
         }
@@ -220,6 +235,32 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
         c.perform(MenuItem::command("x", action));
     EXPECT_TRUE(env.engine.calls.empty());
     EXPECT_EQ(env.events.events().size(), 1u);
+}
+
+TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndChoosingOneForgetsIt) {
+    PlacementStore store(::testing::TempDir() + "mavo-menu-placements");
+    std::string arrangement = "A1";
+    RememberedPlacements placements(store, [&] { return arrangement; });
+    MenuEnv env;
+    env.placements = &placements;
+    auto& c = env.start();
+    EXPECT_EQ(find(c.menuNeedsUpdate(), "Remembered Placements"), nullptr);  // none at all
+
+    for (const std::string& key :
+         std::vector<std::string>{"A1|" + ed + "|notes", "A1|org.gone.App|", "B2|" + ed + "|"})
+        store.put(key, PlacementRecord{});
+    const MenuItem& parent = get(c.menuNeedsUpdate(), "Remembered Placements");
+    EXPECT_EQ(rows(parent.submenu), (Rows{"Editor — notes", "org.gone.App", "---", "Forget All"}));
+    c.perform(parent.submenu[0]);
+    EXPECT_EQ(store.count(), 2u);
+    EXPECT_FALSE(store.get("A1|" + ed + "|notes"));
+
+    arrangement = "C3";  // other displays: nothing of theirs to list, but all can be forgotten
+    const MenuItem& other = get(c.menuNeedsUpdate(), "Remembered Placements");
+    EXPECT_EQ(rows(other.submenu), (Rows{"None on These Displays (off)", "---", "Forget All"}));
+    c.perform(other.submenu.back());
+    EXPECT_EQ(store.count(), 0u);
+    EXPECT_EQ(find(c.menuNeedsUpdate(), "Remembered Placements"), nullptr);
 }
 
 TEST(StatusMenu, DelayRowShowsWholeSecondsAndIsDimmedWhileAutoHideIsOff) {

@@ -26,13 +26,15 @@ struct StatusTestEnv {
     FakeUiTimers timers;
     FakePointer pointer;
     FakeDisplaySource displays{{primary1080()}};
-    int terminations = 0;
+    int terminations = 0, logShows = 0;
+    RememberedPlacements* placements = nullptr;
     std::unique_ptr<StatusItemController> controller;
 
     StatusItemController& start(std::optional<std::string> version = "1.4.2") {
         controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
             engine, item, permissions, workspace, login, events, defaults, timers, pointer,
-            displays, "com.quastorn.mavo", std::move(version), [this] { ++terminations; }});
+            displays, "com.quastorn.mavo", std::move(version), [this] { ++terminations; },
+            placements, [this] { ++logShows; }});
         return *controller;
     }
     std::vector<std::string> eventNames() const {
