@@ -100,7 +100,7 @@ TEST_F(X11WindowServerTest, OwnersRolesSubrolesAndWhatIsSettable) {
     EXPECT_FALSE(ax->isSettable(win(fixed.window), Attr::title));
 }
 
-TEST_F(X11WindowServerTest, FramesIncludeDecorationsAndWritesLandBeforeTheReadBack) {
+TEST_F(X11WindowServerTest, FramesHaveDecorationsNotShadowsAndWritesLandBeforeTheReadBack) {
     auto plain = client({"--geometry", "640x480+200+150"});
     WindowHandle w = win(plain.window);
     auto frame = ax->frame(w);
@@ -122,6 +122,26 @@ TEST_F(X11WindowServerTest, FramesIncludeDecorationsAndWritesLandBeforeTheReadBa
     EXPECT_TRUE(ax->set(w, Attr::size, Size{1000, 700}));  // already there: nothing changes
     EXPECT_EQ(ax->frame(w), (Rect{0, 0, 1000, 700}));
     EXPECT_EQ(outer(plain.window), (Rect{0, 0, 1000, 700}));
+
+    // Shadows an application paints inside its window for its own decorations are no part of
+    // the frame, read or written, nor of the on-screen list.
+    auto shadowed = client({"--geometry", "640x480+200+150"});
+    desktop->setProperty(shadowed.window, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, {10, 12, 8, 14});
+    ASSERT_EQ(desktop->property(shadowed.window, "_GTK_FRAME_EXTENTS").size(), 4u);
+    WindowHandle s = win(shadowed.window);
+    auto o = outer(shadowed.window);
+    ASSERT_TRUE(o);
+    EXPECT_EQ(ax->frame(s), (Rect{o->x + 10, o->y + 8, o->width - 22, o->height - 22}));
+    EXPECT_TRUE(ax->set(s, Attr::position, Point{100, 100}));
+    EXPECT_TRUE(ax->set(s, Attr::size, Size{960, 700}));
+    EXPECT_EQ(ax->frame(s), (Rect{100, 100, 960, 700}));
+    EXPECT_EQ(outer(shadowed.window), (Rect{90, 92, 982, 722}));
+    auto listed = X11WindowList(*x11).onScreenWindows().value_or(std::vector<WindowListEntry>{});
+    EXPECT_EQ(std::ranges::count_if(listed,
+                                    [&](auto& e) {
+                                        return e.bounds == Rect{100, 100, 960, 700};
+                                    }),
+              1);
 
     // The window manager's own maximized state is left so that the size can change.
     setState(plain.window, true, "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ");
