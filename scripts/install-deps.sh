@@ -11,6 +11,8 @@ packages=(
     xvfb openbox xdotool xterm x11-xserver-utils x11-utils dbus imagemagick python3
     # window managers and a panel of other desktops, for the end-to-end tests
     xfwm4 xfce4-panel marco mate-settings-daemon-common mutter fluxbox
+    # a real GTK 3 header-bar application
+    gtk-3-examples
 )
 
 missing=()

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "platform/x11/X11Util.h"
 
@@ -69,13 +70,14 @@ bool X11Connection::initialise() {
     free(ewmhError);
     if (!ewmhReady_) return false;
 
-    const char* names[] = {"WM_STATE", "EDID", "_MAVO_WAKE"};
-    xcb_intern_atom_cookie_t cookies[3];
-    for (int i = 0; i < 3; ++i) {
+    const char* names[] = {"WM_STATE", "EDID", "_MAVO_WAKE", "_GTK_FRAME_EXTENTS"};
+    xcb_atom_t* slots[] = {&atoms_.wmState, &atoms_.edid, &atoms_.wake, &atoms_.gtkFrameExtents};
+    constexpr int count = std::size(names);
+    xcb_intern_atom_cookie_t cookies[count];
+    for (int i = 0; i < count; ++i) {
         cookies[i] = xcb_intern_atom(conn_, 0, static_cast<uint16_t>(strlen(names[i])), names[i]);
     }
-    xcb_atom_t* slots[] = {&atoms_.wmState, &atoms_.edid, &atoms_.wake};
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < count; ++i) {
         Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(conn_, cookies[i], nullptr));
         if (!reply) return false;
         *slots[i] = reply->atom;
@@ -171,27 +173,37 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
         noteError(reinterpret_cast<xcb_generic_error_t*>(event));
         return;
     }
+    auto note = [&](xcb_window_t window, xcb_atom_t what) {
+        auto found = watches_.find({window, what});
+        if (found == watches_.end()) return;
+        found->second.seen = true;
+        found->second.lastSequence = event->full_sequence;
+        watchChanged_.notify_all();
+    };
     if (type == XCB_PROPERTY_NOTIFY) {
         auto* property = reinterpret_cast<xcb_property_notify_event_t*>(event);
+        std::lock_guard<std::mutex> guard(lock_);
         if (property->window == sentinelWindow_) {
-            std::lock_guard<std::mutex> guard(lock_);
             sentinel_.seen = true;
             sentinel_.lastSequence = event->full_sequence;
             watchChanged_.notify_all();
             return;
         }
+        note(property->window, property->atom);
     }
     if (type == XCB_CONFIGURE_NOTIFY || type == XCB_DESTROY_NOTIFY) {
         xcb_window_t window = type == XCB_CONFIGURE_NOTIFY
                                   ? reinterpret_cast<xcb_configure_notify_event_t*>(event)->window
                                   : reinterpret_cast<xcb_destroy_notify_event_t*>(event)->window;
         std::lock_guard<std::mutex> guard(lock_);
-        if (type == XCB_DESTROY_NOTIFY) selected_.erase(window);
-        auto found = watches_.find(window);
-        if (found != watches_.end()) {
-            found->second.seen = true;
-            found->second.lastSequence = event->full_sequence;
-            watchChanged_.notify_all();
+        note(window, XCB_ATOM_NONE);
+        if (type == XCB_DESTROY_NOTIFY) {
+            selected_.erase(window);
+            // A window that is gone changes no property either.
+            for (auto it = watches_.lower_bound({window, 0});
+                 it != watches_.end() && it->first.first == window; ++it) {
+                note(window, it->first.second);
+            }
         }
         // Configure traffic is for the waits only; nobody on the main thread needs it.
         if (type == XCB_CONFIGURE_NOTIFY) return;
@@ -293,26 +305,27 @@ void X11Connection::selectEvents(xcb_window_t window, uint32_t mask) {
     xcb_flush(conn_);
 }
 
-X11Connection::ConfigureWatch::ConfigureWatch(X11Connection& connection, xcb_window_t window)
-    : connection_(connection), window_(window) {
+X11Connection::WindowWatch::WindowWatch(X11Connection& connection, xcb_window_t window,
+                                        xcb_atom_t property)
+    : connection_(connection), key_(window, property) {
     std::lock_guard<std::mutex> guard(connection_.lock_);
-    connection_.watches_[window_].watchers++;
+    connection_.watches_[key_].watchers++;
 }
 
-X11Connection::ConfigureWatch::~ConfigureWatch() {
+X11Connection::WindowWatch::~WindowWatch() {
     std::lock_guard<std::mutex> guard(connection_.lock_);
-    auto found = connection_.watches_.find(window_);
+    auto found = connection_.watches_.find(key_);
     if (found != connection_.watches_.end() && --found->second.watchers <= 0) {
         connection_.watches_.erase(found);
     }
 }
 
-bool X11Connection::ConfigureWatch::waitAfter(uint32_t sequence,
-                                              std::chrono::steady_clock::time_point deadline) {
+bool X11Connection::WindowWatch::waitAfter(uint32_t sequence,
+                                           std::chrono::steady_clock::time_point deadline) {
     std::unique_lock<std::mutex> guard(connection_.lock_);
     return connection_.watchChanged_.wait_until(guard, deadline, [&] {
         if (!connection_.alive_) return true;
-        const WatchState& state = connection_.watches_[window_];
+        const WatchState& state = connection_.watches_[key_];
         return state.seen && sequenceAtOrAfter(state.lastSequence, sequence);
     }) && connection_.alive_;
 }

@@ -37,6 +37,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace mavo {
@@ -55,6 +56,7 @@ struct X11Atoms {
     xcb_atom_t wmState = XCB_ATOM_NONE;
     xcb_atom_t edid = XCB_ATOM_NONE;
     xcb_atom_t wake = XCB_ATOM_NONE;
+    xcb_atom_t gtkFrameExtents = XCB_ATOM_NONE;
 };
 
 class X11Connection {
@@ -106,22 +108,24 @@ class X11Connection {
     // parts of the backend selected before.
     void selectEvents(xcb_window_t window, uint32_t mask);
 
-    // A wait for the window manager to act on a request about one window: it ends with the
-    // first ConfigureNotify (real or synthetic) or DestroyNotify of the window that the server
-    // generated after the request numbered `sequence` was processed. StructureNotify must be
-    // selected on the window (`selectEvents`) before the request is sent.
-    class ConfigureWatch {
+    // A wait for something to happen to one window after a request: by default the first
+    // ConfigureNotify (real or synthetic) or DestroyNotify of the window that the server generated
+    // after the request numbered `sequence` was processed; with `property`, the first change of
+    // that property (or DestroyNotify). StructureNotify, or PropertyChange, must be selected on the
+    // window (`selectEvents`) before the request is sent.
+    class WindowWatch {
       public:
-        ConfigureWatch(X11Connection& connection, xcb_window_t window);
-        ~ConfigureWatch();
-        ConfigureWatch(const ConfigureWatch&) = delete;
-        ConfigureWatch& operator=(const ConfigureWatch&) = delete;
+        WindowWatch(X11Connection& connection, xcb_window_t window,
+                    xcb_atom_t property = XCB_ATOM_NONE);
+        ~WindowWatch();
+        WindowWatch(const WindowWatch&) = delete;
+        WindowWatch& operator=(const WindowWatch&) = delete;
         // True when such an event arrived before the deadline.
         bool waitAfter(uint32_t sequence, std::chrono::steady_clock::time_point deadline);
 
       private:
         X11Connection& connection_;
-        xcb_window_t window_;
+        std::pair<xcb_window_t, xcb_atom_t> key_;
     };
 
     // Waits until the window manager has handled every client message this connection sent
@@ -168,7 +172,7 @@ class X11Connection {
 
     mutable std::mutex lock_;  // guards everything below
     std::condition_variable watchChanged_;
-    std::map<xcb_window_t, WatchState> watches_;
+    std::map<std::pair<xcb_window_t, xcb_atom_t>, WatchState> watches_;  // NONE: configure
     WatchState sentinel_;  // the window manager's answers about the sentinel window
     std::map<xcb_window_t, uint32_t> selected_;
     std::deque<std::vector<uint8_t>> queue_;

@@ -52,6 +52,32 @@ std::string latin1ToUtf8(const std::string& latin1) {
     return out;
 }
 
+X11Extents extents(const xcb_get_property_reply_t* reply) {
+    auto values = cardinals(reply);
+    if (values.size() < 4) return {};
+    return {double(values[0]), double(values[1]), double(values[2]), double(values[3])};
+}
+
+Rect X11FrameGeometry::visible() const {
+    return {client.x - border - decorations.left + shadows.left - origin.x,
+            client.y - border - decorations.top + shadows.top - origin.y,
+            client.width + 2 * border + decorations.left + decorations.right - shadows.left -
+                shadows.right,
+            client.height + 2 * border + decorations.top + decorations.bottom - shadows.top -
+                shadows.bottom};
+}
+
+Point X11FrameGeometry::outerCornerFor(Point topLeft) const {
+    return {topLeft.x + origin.x - shadows.left, topLeft.y + origin.y - shadows.top};
+}
+
+Size X11FrameGeometry::clientSizeFor(Size size) const {
+    return {size.width - 2 * border - decorations.left - decorations.right + shadows.left +
+                shadows.right,
+            size.height - 2 * border - decorations.top - decorations.bottom + shadows.top +
+                shadows.bottom};
+}
+
 xcb_get_property_cookie_t requestProperty(X11Connection& x11, xcb_window_t window,
                                           xcb_atom_t property, xcb_atom_t type, uint32_t longs) {
     return xcb_get_property(x11.xcb(), 0, window, property, type, 0, longs);

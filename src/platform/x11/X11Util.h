@@ -40,6 +40,38 @@ xcb_get_property_cookie_t requestProperty(X11Connection& x11, xcb_window_t windo
                                           xcb_atom_t property, xcb_atom_t type,
                                           uint32_t longs = 1024);
 
+// Space on each side of a window.
+struct X11Extents {
+    double left = 0, right = 0, top = 0, bottom = 0;
+    friend bool operator==(const X11Extents&, const X11Extents&) = default;
+};
+// Reads a left, right, top, bottom property (_NET_FRAME_EXTENTS, _GTK_FRAME_EXTENTS); zeros when
+// absent.
+X11Extents extents(const xcb_get_property_reply_t* reply);
+
+// A managed client's geometry and what surrounds it. The frame people see is the client grown by
+// the window manager's decorations, less the invisible shadows that applications drawing their
+// own decorations paint inside their window (and resize handles there).
+struct X11FrameGeometry {
+    Rect client;             // root coordinates, inside the client's own border
+    double border = 0;       // the client's border width
+    X11Extents decorations;  // _NET_FRAME_EXTENTS, outside the client
+    X11Extents shadows;      // _GTK_FRAME_EXTENTS, inside the client
+    Point origin;            // the primary monitor's top-left corner in root coordinates
+
+    // The visible frame in accessibility coordinates.
+    Rect visible() const;
+    // The outer corner (root coordinates) a north-west gravity move asks for, so that the visible
+    // frame's corner lands on `topLeft`.
+    Point outerCornerFor(Point topLeft) const;
+    // The client size that makes the visible frame `size`.
+    Size clientSizeFor(Size size) const;
+    bool sameSurroundings(const X11FrameGeometry& other) const {
+        return border == other.border && decorations == other.decorations &&
+               shadows == other.shadows;
+    }
+};
+
 // One RandR monitor, in root coordinates.
 struct X11Monitor {
     std::string name;

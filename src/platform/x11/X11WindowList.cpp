@@ -111,18 +111,21 @@ std::optional<std::vector<WindowListEntry>> X11WindowList::onScreenWindows() {
     auto pids = windowPids(x11_, clients);
     xcb_ewmh_connection_t* ewmh = x11_.ewmh();
     struct Cookies {
-        xcb_get_property_cookie_t type, state;
+        xcb_get_property_cookie_t type, state, shadows;
     };
     std::vector<Cookies> cookies;
     for (xcb_window_t client : clients) {
-        cookies.push_back({requestProperty(x11_, client, ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM),
-                           requestProperty(x11_, client, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM)});
+        cookies.push_back(
+            {requestProperty(x11_, client, ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM),
+             requestProperty(x11_, client, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM),
+             requestProperty(x11_, client, x11_.atoms().gtkFrameExtents, XCB_ATOM_CARDINAL, 4)});
     }
 
     std::vector<WindowListEntry> entries;
     for (size_t i = 0; i < visible.size(); ++i) {
         auto typeReply = propertyReply(x11_, cookies[i].type);
         auto stateReply = propertyReply(x11_, cookies[i].state);
+        auto shadowsReply = propertyReply(x11_, cookies[i].shadows);
         auto types =
             typeReply && *typeReply ? cardinals(typeReply->get()) : std::vector<uint32_t>{};
         auto states =
@@ -142,7 +145,12 @@ std::optional<std::vector<WindowListEntry>> X11WindowList::onScreenWindows() {
             layer = aboveLayer;
         }
         entry.layer = layer;
-        entry.bounds = visible[i].bounds;
+        // The shadows an application paints inside its own window are not part of what is seen.
+        X11Extents shadows = shadowsReply ? extents(shadowsReply->get()) : X11Extents{};
+        const Rect& b = visible[i].bounds;
+        entry.bounds =
+            Rect{b.x + shadows.left, b.y + shadows.top, b.width - shadows.left - shadows.right,
+                 b.height - shadows.top - shadows.bottom};
         entries.push_back(entry);
     }
     return entries;

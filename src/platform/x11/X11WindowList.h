@@ -2,11 +2,11 @@
 
 // The X server's own list of on-screen windows, independent of the window manager's bookkeeping:
 // the viewable children of the root, front to back. Each entry's bounds are the top-level
-// window's geometry as the server has it (for a managed window, the window manager's frame), in
-// accessibility coordinates; owner and layer come from the client window inside the frame.
-// The layer is 0 for ordinary windows and non-zero for docks, keep-above and notification
-// windows and for unmanaged (override-redirect) popups. Desktop windows are left out.
-// Safe to call from any thread; used by the window probe for diagnostics.
+// window's geometry as the server has it (for a managed window, the window manager's frame) less
+// the shadows of client-side decorations, in accessibility coordinates; owner and layer come from
+// the client window inside the frame. The layer is 0 for ordinary windows and non-zero for docks,
+// keep-above and notification windows and for unmanaged (override-redirect) popups. Desktop windows
+// are left out. Safe to call from any thread; used by the window probe for diagnostics.
 
 #include "platform/x11/X11Connection.h"
 #include "windowaccess/WindowListSource.h"

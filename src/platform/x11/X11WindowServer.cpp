@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 
+#include "platform/x11/X11Applications.h"
 #include "platform/x11/X11Util.h"
 #include "windowaccess/AX.h"
 
@@ -33,17 +34,14 @@ int32_t toPixels(double value) {
 
 }  // namespace
 
-Rect X11WindowServer::Geometry::frameAX() const {
-    return {client.x - border - left - origin.x, client.y - border - top - origin.y,
-            client.width + 2 * border + left + right, client.height + 2 * border + top + bottom};
-}
-
-std::optional<X11WindowServer::Geometry> X11WindowServer::geometry(xcb_window_t window) {
+std::optional<X11FrameGeometry> X11WindowServer::geometry(xcb_window_t window) {
     xcb_connection_t* c = x11_.xcb();
     auto geometryCookie = xcb_get_geometry(c, window);
     auto translateCookie = xcb_translate_coordinates(c, window, x11_.root(), 0, 0);
-    auto extentsCookie =
+    auto decorationsCookie =
         requestProperty(x11_, window, x11_.ewmh()->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 4);
+    auto shadowsCookie =
+        requestProperty(x11_, window, x11_.atoms().gtkFrameExtents, XCB_ATOM_CARDINAL, 4);
     auto monitorsCookie = requestMonitors(x11_);
 
     xcb_generic_error_t* error = nullptr;
@@ -59,21 +57,17 @@ std::optional<X11WindowServer::Geometry> X11WindowServer::geometry(xcb_window_t 
         x11_.noteError(error);
         free(error);
     }
-    auto extents = propertyReply(x11_, extentsCookie);
+    auto decorations = propertyReply(x11_, decorationsCookie);
+    auto shadows = propertyReply(x11_, shadowsCookie);
     auto monitors = monitorsReply(x11_, monitorsCookie);
-    if (!geo || !translated || !extents) return std::nullopt;
+    if (!geo || !translated || !decorations || !shadows) return std::nullopt;
 
-    Geometry g{};
+    X11FrameGeometry g;
     g.client = {double(translated->dst_x), double(translated->dst_y), double(geo->width),
                 double(geo->height)};
     g.border = geo->border_width;
-    auto values = cardinals(extents->get());
-    if (values.size() >= 4) {
-        g.left = values[0];
-        g.right = values[1];
-        g.top = values[2];
-        g.bottom = values[3];
-    }
+    g.decorations = extents(decorations->get());
+    g.shadows = extents(shadows->get());
     g.origin = primaryOrigin(monitors);
     return g;
 }
@@ -81,13 +75,20 @@ std::optional<X11WindowServer::Geometry> X11WindowServer::geometry(xcb_window_t 
 std::optional<Rect> X11WindowServer::frame(xcb_window_t window) {
     auto g = geometry(window);
     if (!g) return std::nullopt;
-    return g->frameAX();
+    return g->visible();
 }
 
-std::optional<bool> X11WindowServer::isInClientList(xcb_window_t window) {
+std::optional<bool> X11WindowServer::isManaged(xcb_window_t window) {
+    auto wmStateCookie =
+        requestProperty(x11_, window, x11_.atoms().wmState, x11_.atoms().wmState, 2);
     auto clients = clientList(x11_);
-    if (!clients) return std::nullopt;
-    return contains(*clients, window);
+    auto wmState = propertyReply(x11_, wmStateCookie);
+    if (!clients || !wmState) return std::nullopt;
+    // Window managers list a client as they begin to manage it; WM_STATE follows once it is set
+    // up (mapped, or iconified) and acts on requests about it.
+    auto state = cardinals(wmState->get());
+    return contains(*clients, window) && !state.empty() &&
+           (state[0] == XCB_ICCCM_WM_STATE_NORMAL || state[0] == XCB_ICCCM_WM_STATE_ICONIC);
 }
 
 std::optional<std::vector<uint32_t>> X11WindowServer::atomList(xcb_window_t window,
@@ -102,7 +103,7 @@ std::optional<AttributeValue> X11WindowServer::copyAttribute(const WindowHandle&
     xcb_window_t window = windowOf(element);
     xcb_ewmh_connection_t* ewmh = x11_.ewmh();
     if (attribute == Attr::role) {
-        auto managed = isInClientList(window);
+        auto managed = isManaged(window);
         if (!managed || !*managed) return std::nullopt;
         return AttributeValue(std::string(Attr::windowRole));
     }
@@ -189,37 +190,61 @@ std::optional<AttributeValue> X11WindowServer::copyAttribute(const WindowHandle&
     return std::nullopt;
 }
 
-bool X11WindowServer::leaveMaximizedState(xcb_window_t window) {
+bool X11WindowServer::leaveMaximizedState(xcb_window_t window, Deadline deadline) {
     xcb_ewmh_connection_t* ewmh = x11_.ewmh();
-    auto state = atomList(window, ewmh->_NET_WM_STATE);
-    if (!state || (!contains(*state, ewmh->_NET_WM_STATE_MAXIMIZED_VERT) &&
-                   !contains(*state, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ))) {
+    auto stateCookie = requestProperty(x11_, window, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
+    auto shadowsCookie =
+        requestProperty(x11_, window, x11_.atoms().gtkFrameExtents, XCB_ATOM_CARDINAL, 4);
+    auto state = propertyReply(x11_, stateCookie);
+    auto shadows = propertyReply(x11_, shadowsCookie);
+    auto states = state ? cardinals(state->get()) : std::vector<uint32_t>{};
+    if (!contains(states, ewmh->_NET_WM_STATE_MAXIMIZED_VERT) &&
+        !contains(states, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ)) {
         return false;
     }
-    auto deadline = deadlineAfter(x11_.messagingTimeout());
-    x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    X11Connection::ConfigureWatch watch(x11_, window);
+    bool drawsShadows = shadows && *shadows;
+    x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY |
+                                  (drawsShadows ? XCB_EVENT_MASK_PROPERTY_CHANGE : 0));
+    X11Connection::WindowWatch configured(x11_, window);
+    X11Connection::WindowWatch reshadowed(x11_, window, x11_.atoms().gtkFrameExtents);
     auto cookie = xcb_ewmh_request_change_wm_state(
         ewmh, x11_.screenNumber(), window, XCB_EWMH_WM_STATE_REMOVE,
         ewmh->_NET_WM_STATE_MAXIMIZED_VERT, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ,
         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
     xcb_flush(x11_.xcb());
     x11_.windowManagerRoundTrip(deadline);
-    watch.waitAfter(cookie.sequence, deadline);
+    configured.waitAfter(cookie.sequence, deadline);
+    // An application drawing its own decorations drops its shadows while maximized and puts them
+    // back only once it learns the state is gone, after the window manager acted: the size
+    // written next must count them.
+    if (drawsShadows) reshadowed.waitAfter(cookie.sequence, deadline);
     return true;
 }
 
-void X11WindowServer::moveResize(xcb_window_t window, uint32_t flags, int32_t x, int32_t y,
-                                 int32_t width, int32_t height) {
-    auto deadline = deadlineAfter(x11_.messagingTimeout());
+void X11WindowServer::moveResize(xcb_window_t window, const X11FrameGeometry& g,
+                                 std::optional<Point> position, std::optional<Size> size,
+                                 Deadline deadline) {
+    uint32_t flags = 0;
+    Point corner{0, 0};
+    Size client{1, 1};
+    if (position) {
+        flags |= XCB_EWMH_MOVERESIZE_WINDOW_X | XCB_EWMH_MOVERESIZE_WINDOW_Y;
+        corner = g.outerCornerFor(*position);
+    }
+    if (size) {
+        flags |= XCB_EWMH_MOVERESIZE_WINDOW_WIDTH | XCB_EWMH_MOVERESIZE_WINDOW_HEIGHT;
+        client = g.clientSizeFor(*size);
+    }
     x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    X11Connection::ConfigureWatch watch(x11_, window);
+    X11Connection::WindowWatch watch(x11_, window);
+    // With north-west gravity the window manager puts the frame's outer corner at (x, y).
     auto cookie = xcb_ewmh_request_moveresize_window(
         x11_.ewmh(), x11_.screenNumber(), window, XCB_GRAVITY_NORTH_WEST,
         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER,
-        static_cast<xcb_ewmh_moveresize_window_opt_flags_t>(flags), static_cast<uint32_t>(x),
-        static_cast<uint32_t>(y), static_cast<uint32_t>(std::max(width, 1)),
-        static_cast<uint32_t>(std::max(height, 1)));
+        static_cast<xcb_ewmh_moveresize_window_opt_flags_t>(flags),
+        static_cast<uint32_t>(toPixels(corner.x)), static_cast<uint32_t>(toPixels(corner.y)),
+        static_cast<uint32_t>(std::max(toPixels(client.width), 1)),
+        static_cast<uint32_t>(std::max(toPixels(client.height), 1)));
     xcb_flush(x11_.xcb());
     // Once the window manager has handled the request (the round trip), the server holds the new
     // geometry; the ConfigureNotify covers window managers that configure later or cannot
@@ -228,54 +253,46 @@ void X11WindowServer::moveResize(xcb_window_t window, uint32_t flags, int32_t x,
     watch.waitAfter(cookie.sequence, deadline);
 }
 
-bool X11WindowServer::setPoint(const WindowHandle& element, std::string_view attribute,
-                               Point value) {
-    if (attribute != Attr::position) return false;
-    xcb_window_t window = windowOf(element);
+bool X11WindowServer::write(xcb_window_t window, std::optional<Point> position,
+                            std::optional<Size> size) {
+    // One deadline for every step, so that a write never holds the engine longer than the
+    // messaging timeout.
+    Deadline deadline = deadlineAfter(x11_.messagingTimeout());
     auto g = geometry(window);
     if (!g) return false;
-    Rect current = g->frameAX();
-    int32_t x = toPixels(value.x), y = toPixels(value.y);
-    if (toPixels(current.x) == x && toPixels(current.y) == y) return true;
-    if (leaveMaximizedState(window)) {
+    Rect current = g->visible();
+    auto samePixels = [](double a, double b) { return toPixels(a) == toPixels(b); };
+    bool placed =
+        !position || (samePixels(current.x, position->x) && samePixels(current.y, position->y));
+    bool sized = !size || (samePixels(current.width, size->width) &&
+                           samePixels(current.height, size->height));
+    if (placed && sized) return true;
+    if (leaveMaximizedState(window, deadline)) {
         g = geometry(window);
         if (!g) return false;
     }
-    // With north-west gravity the window manager puts the frame's outer corner at (x, y).
-    moveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_X | XCB_EWMH_MOVERESIZE_WINDOW_Y,
-               x + toPixels(g->origin.x), y + toPixels(g->origin.y), 0, 0);
+    // The window manager may change its decorations, and the application its shadows, as the
+    // window leaves a maximized or tiled state, after the geometry already changed: when the
+    // surroundings the write was computed from turn out stale, it is sent again with the new ones.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        moveResize(window, *g, position, size, deadline);
+        auto after = geometry(window);
+        if (!after) return true;  // sent; the window went away meanwhile
+        if (after->sameSurroundings(*g) || std::chrono::steady_clock::now() >= deadline) break;
+        g = after;
+    }
     return true;
+}
+
+bool X11WindowServer::setPoint(const WindowHandle& element, std::string_view attribute,
+                               Point value) {
+    if (attribute != Attr::position) return false;
+    return write(windowOf(element), value, std::nullopt);
 }
 
 bool X11WindowServer::setSize(const WindowHandle& element, std::string_view attribute, Size value) {
     if (attribute != Attr::size) return false;
-    xcb_window_t window = windowOf(element);
-    auto g = geometry(window);
-    if (!g) return false;
-    Rect current = g->frameAX();
-    int32_t width = toPixels(value.width), height = toPixels(value.height);
-    if (toPixels(current.width) == width && toPixels(current.height) == height) return true;
-    if (leaveMaximizedState(window)) {
-        g = geometry(window);
-        if (!g) return false;
-    }
-    // The client size is the frame less the decorations. A window manager may change the
-    // decorations as the window leaves its maximized state, after the geometry already changed:
-    // when the extents used turn out stale, the write is sent again with the new ones.
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        int32_t decorationsW = toPixels(2 * g->border + g->left + g->right);
-        int32_t decorationsH = toPixels(2 * g->border + g->top + g->bottom);
-        moveResize(window, XCB_EWMH_MOVERESIZE_WINDOW_WIDTH | XCB_EWMH_MOVERESIZE_WINDOW_HEIGHT, 0,
-                   0, width - decorationsW, height - decorationsH);
-        auto after = geometry(window);
-        if (!after) return true;  // sent; the window went away meanwhile
-        bool sameExtents = after->left == g->left && after->right == g->right &&
-                           after->top == g->top && after->bottom == g->bottom &&
-                           after->border == g->border;
-        if (sameExtents) break;
-        g = after;
-    }
-    return true;
+    return write(windowOf(element), std::nullopt, value);
 }
 
 bool X11WindowServer::isSettable(const WindowHandle& element, std::string_view attribute) {
@@ -320,13 +337,14 @@ bool X11WindowServer::isSettable(const WindowHandle& element, std::string_view a
     return true;
 }
 
+// All the windows of the application this process belongs to, whatever process shows them.
 std::optional<AttributeValue> X11WindowServer::applicationWindows(int32_t pid) {
-    auto clients = clientList(x11_);
+    auto clients = readClients(x11_);
     if (!clients) return std::nullopt;
-    auto pids = windowPids(x11_, *clients);
     std::vector<WindowHandle> windows;
-    for (size_t i = 0; i < clients->size(); ++i) {
-        if (pids[i] == pid) windows.push_back(WindowHandle{(*clients)[i], nullptr});
+    for (const X11Application& app : groupApplications(*clients)) {
+        if (!std::binary_search(app.pids.begin(), app.pids.end(), pid)) continue;
+        for (xcb_window_t window : app.windows) windows.push_back(WindowHandle{window, nullptr});
     }
     return AttributeValue(std::move(windows));
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// Running applications of an X11 session: the window manager's clients grouped by process.
-// An application's bundle id is the class part of WM_CLASS ("XTerm", "firefox"); it is regular
-// when one of its clients is an ordinary window (not a dock, desktop or skip-taskbar window).
+// Running applications of an X11 session: the window manager's clients grouped by class and
+// process (see X11Applications.h). An application's bundle id is the class part of WM_CLASS
+// ("XTerm", "firefox").
 // Installed applications come from a lookup the app shell passes in, normally the desktop files:
 //
 //     X11Workspace workspace(*x11, [](const std::string& bid) { return DesktopApps::name(bid); });

@@ -13,6 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 
 class X11WindowServerTest : public X11Fixture {
   protected:
@@ -26,17 +27,53 @@ class X11WindowServerTest : public X11Fixture {
     }
 };
 
+TEST(X11FrameGeometryTest, TheVisibleFrameLeavesOutShadowsAndWritesPutThemBack) {
+    struct Row {
+        const char* name;
+        X11FrameGeometry g;
+        Rect visible;
+    };
+    auto frame = [](Rect client, double border, X11Extents decorations, X11Extents shadows,
+                    Point origin = {}) {
+        return X11FrameGeometry{client, border, decorations, shadows, origin};
+    };
+    for (const auto& [name, g, visible] : {
+             Row{"bare", frame({100, 50, 640, 480}, 0, {}, {}), {100, 50, 640, 480}},
+             Row{"decorated",
+                 frame({105, 80, 640, 480}, 0, {5, 5, 30, 5}, {}),
+                 {100, 50, 650, 515}},
+             Row{"shadowed",
+                 frame({-26, -23, 1972, 1132}, 0, {}, {26, 26, 23, 29}),
+                 {0, 0, 1920, 1080}},
+             Row{"everything, right monitor primary",
+                 frame({1930, 40, 800, 600}, 1, {2, 3, 20, 4}, {10, 12, 8, 14}, {1920, 0}),
+                 {17, 27, 785, 604}},
+         }) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(g.visible(), visible);
+        // Writing the frame read gives back the client geometry it was read from.
+        EXPECT_EQ(g.outerCornerFor(visible.origin()),
+                  (Point{g.client.x - g.border - g.decorations.left,
+                         g.client.y - g.border - g.decorations.top}));
+        EXPECT_EQ(g.clientSizeFor(visible.size()), g.client.size());
+    }
+}
+
 TEST_F(X11WindowServerTest, OwnersRolesSubrolesAndWhatIsSettable) {
     auto plain = client({"--title", "plain", "--geometry", "400x300+50+50"});
     auto dialog = client({"--title", "dialog", "--type", "dialog"});
     auto untyped = client({"--title", "untyped", "--type", "none"});
     auto transient = client({"--title", "transient", "--type", "none", "--transient-for",
                              std::to_string(plain.window)});
-    auto dock = client({"--kind", "dock", "--geometry", "1920x30+0+0"});
-    auto anonymous = client({"--title", "anonymous", "--no-pid"});
+    auto dock = client({"--kind", "dock", "--class", "Panel", "--geometry", "1920x30+0+0"});
+    auto anonymous = client({"--title", "anonymous", "--no-pid", "--class", "Anonymous"});
     auto fixed = client({"--kind", "fixed", "--geometry", "300x200+100+100"});
 
-    EXPECT_THAT(windowsOf(plain.pid), ElementsAre(win(plain.window)));
+    // An application is its class, whichever process shows the window.
+    for (pid_t pid : {plain.pid, fixed.pid})
+        EXPECT_THAT(windowsOf(pid),
+                    UnorderedElementsAre(win(plain.window), win(dialog.window), win(untyped.window),
+                                         win(transient.window), win(fixed.window)));
     EXPECT_THAT(windowsOf(dock.pid), ElementsAre(win(dock.window)));
     EXPECT_THAT(windowsOf(999999), IsEmpty());
     EXPECT_EQ(ax->pid(win(plain.window)), plain.pid);
@@ -63,7 +100,7 @@ TEST_F(X11WindowServerTest, OwnersRolesSubrolesAndWhatIsSettable) {
     EXPECT_FALSE(ax->isSettable(win(fixed.window), Attr::title));
 }
 
-TEST_F(X11WindowServerTest, FramesIncludeDecorationsAndWritesLandBeforeTheReadBack) {
+TEST_F(X11WindowServerTest, FramesHaveDecorationsNotShadowsAndWritesLandBeforeTheReadBack) {
     auto plain = client({"--geometry", "640x480+200+150"});
     WindowHandle w = win(plain.window);
     auto frame = ax->frame(w);
@@ -85,6 +122,26 @@ TEST_F(X11WindowServerTest, FramesIncludeDecorationsAndWritesLandBeforeTheReadBa
     EXPECT_TRUE(ax->set(w, Attr::size, Size{1000, 700}));  // already there: nothing changes
     EXPECT_EQ(ax->frame(w), (Rect{0, 0, 1000, 700}));
     EXPECT_EQ(outer(plain.window), (Rect{0, 0, 1000, 700}));
+
+    // Shadows an application paints inside its window for its own decorations are no part of
+    // the frame, read or written, nor of the on-screen list.
+    auto shadowed = client({"--geometry", "640x480+200+150"});
+    desktop->setProperty(shadowed.window, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, {10, 12, 8, 14});
+    ASSERT_EQ(desktop->property(shadowed.window, "_GTK_FRAME_EXTENTS").size(), 4u);
+    WindowHandle s = win(shadowed.window);
+    auto o = outer(shadowed.window);
+    ASSERT_TRUE(o);
+    EXPECT_EQ(ax->frame(s), (Rect{o->x + 10, o->y + 8, o->width - 22, o->height - 22}));
+    EXPECT_TRUE(ax->set(s, Attr::position, Point{100, 100}));
+    EXPECT_TRUE(ax->set(s, Attr::size, Size{960, 700}));
+    EXPECT_EQ(ax->frame(s), (Rect{100, 100, 960, 700}));
+    EXPECT_EQ(outer(shadowed.window), (Rect{90, 92, 982, 722}));
+    auto listed = X11WindowList(*x11).onScreenWindows().value_or(std::vector<WindowListEntry>{});
+    EXPECT_EQ(std::ranges::count_if(listed,
+                                    [&](auto& e) {
+                                        return e.bounds == Rect{100, 100, 960, 700};
+                                    }),
+              1);
 
     // The window manager's own maximized state is left so that the size can change.
     setState(plain.window, true, "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ");

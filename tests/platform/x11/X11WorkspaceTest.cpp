@@ -1,3 +1,5 @@
+#include <xcb/xcb_icccm.h>
+
 #include "X11Fixture.h"
 #include "platform/x11/X11InputSource.h"
 #include "platform/x11/X11Permissions.h"
@@ -11,13 +13,14 @@ using ::testing::IsEmpty;
 
 using X11WorkspaceTest = X11Fixture;
 
-TEST_F(X11WorkspaceTest, AppsAreProcessesNamedByClassAndFrontmostOwnsTheActiveWindow) {
+TEST_F(X11WorkspaceTest, AppsAreClassesAcrossProcessesAndFrontmostOwnsTheActiveWindow) {
     std::vector<std::string> asked;
     X11Workspace workspace(*x11, [&](const std::string& bid) -> std::optional<std::string> {
         asked.push_back(bid);
         return bid == "XTerm" ? std::optional<std::string>("XTerm") : std::nullopt;
     });
     auto editor = client({"--class", "Editor", "--extra-windows", "2"});
+    auto twin = client({"--class", "Editor"});  // another process of the same application
     auto panel = client({"--kind", "dock", "--class", "Panel", "--geometry", "1920x30+0+0"});
     auto hidden = client({"--class", "Tray", "--skip-taskbar"});
     auto nameless = client({"--no-class"});
@@ -27,14 +30,14 @@ TEST_F(X11WorkspaceTest, AppsAreProcessesNamedByClassAndFrontmostOwnsTheActiveWi
         apps.clear();
         for (const auto& a : workspace.runningApplications()) apps.emplace(a.pid, a);
         return apps.size() == 5;
-    })) << "one application per process, whatever its number of windows";
+    })) << "one application per class, whatever its number of windows and processes";
     struct Row {
         pid_t pid;
         std::optional<std::string> bundleID, name;
         ActivationPolicy policy;
     };
     for (const auto& row :
-         {Row{editor.pid, "Editor", "Editor", ActivationPolicy::regular},
+         {Row{std::min(editor.pid, twin.pid), "Editor", "Editor", ActivationPolicy::regular},
           Row{panel.pid, "Panel", "Panel", ActivationPolicy::accessory},
           Row{hidden.pid, "Tray", "Tray", ActivationPolicy::accessory},
           Row{nameless.pid, std::nullopt, std::nullopt, ActivationPolicy::regular},
@@ -46,7 +49,7 @@ TEST_F(X11WorkspaceTest, AppsAreProcessesNamedByClassAndFrontmostOwnsTheActiveWi
         EXPECT_EQ(apps[row.pid].activationPolicy, row.policy);
     }
 
-    for (auto [c, name] : {std::pair{editor, "Editor"}, {hidden, "Tray"}}) {
+    for (auto [c, name] : {std::pair{editor, "Editor"}, {twin, "Editor"}, {hidden, "Tray"}}) {
         desktop->sendClientMessage(c.window, "_NET_ACTIVE_WINDOW", {2});
         EXPECT_TRUE(TestDesktop::waitUntil([&, c = c, name = name] {
             auto front = workspace.frontmostApplication();
@@ -109,6 +112,39 @@ TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
     EXPECT_FALSE(X11Workspace(*x11).frontmostApplication());
     EXPECT_FALSE(x11->windowManagerRoundTrip(std::chrono::steady_clock::now() +
                                              std::chrono::milliseconds(200)));
+}
+
+TEST_F(X11NoWindowManagerTest, OnlyWindowsTakenOnAreWindowsAndAWriteNobodyAnswersTakesOneTimeout) {
+    xcb_connection_t* c = desktop->connection();
+    xcb_window_t w = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, w, desktop->root(), 100, 100, 400, 300, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(c, w);
+    // Reading the property back makes sure the server has it before the backend asks.
+    auto set = [&](xcb_window_t on, const char* name, xcb_atom_t type,
+                   std::vector<uint32_t> values) {
+        desktop->setProperty(on, name, type, values);
+        ASSERT_EQ(desktop->property(on, name), values);
+    };
+    // Listed, as a window manager does as it begins to manage a window, but not yet taken on.
+    set(desktop->root(), "_NET_CLIENT_LIST", XCB_ATOM_WINDOW, {w});
+    X11WindowServer server(*x11);
+    AX ax(server);
+    EXPECT_EQ(ax.string(win(w), Attr::role), std::nullopt);
+    set(w, "WM_STATE", desktop->atom("WM_STATE"), {XCB_ICCCM_WM_STATE_NORMAL, 0});
+    EXPECT_EQ(ax.string(win(w), Attr::role), "AXWindow");
+
+    // Leaving the maximized state, then resizing: with nobody to act on either, the whole write
+    // still ends at the one timeout.
+    set(w, "_NET_WM_STATE", XCB_ATOM_ATOM,
+        {desktop->atom("_NET_WM_STATE_MAXIMIZED_VERT"),
+         desktop->atom("_NET_WM_STATE_MAXIMIZED_HORZ")});
+    server.setGlobalMessagingTimeout(0.5);
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(ax.set(win(w), Attr::size, Size{800, 600}));
+    std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took.count(), 0.5);
+    EXPECT_LT(took.count(), 0.8);
 }
 
 }  // namespace
