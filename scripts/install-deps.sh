@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    cmake g++ pkg-config ninja-build clang-format
+    cmake g++ pkg-config ninja-build clang-format clang libclang-rt-14-dev
     libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcurl4-openssl-dev libglib2.0-dev
     libxcb1-dev libxcb-randr0-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-xinput-dev
     libxcb-res0-dev libxcb-util-dev libdbusmenu-glib-dev

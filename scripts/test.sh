@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is needed, then builds and runs every test: a warnings-as-errors build with the
 # whole suite (end-to-end tests included), an AddressSanitizer + UndefinedBehaviorSanitizer build,
-# a ThreadSanitizer build of the threaded tests, and the clang-format check.
+# a ThreadSanitizer build of the threaded tests, a short fuzzing run and the clang-format check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -43,5 +43,23 @@ echo "== ThreadSanitizer"
 configure build/tsan -DMAVO_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug -DMAVO_BUNDLE_CORE=OFF
 cmake --build build/tsan -j "$jobs" --target mavo_thread_tests
 (cd build/tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j "$jobs" -L threads)
+
+echo "== fuzzing (short run)"
+# A tiny clang build of just the fuzz targets, each fuzzed for a few seconds from its seeds; new
+# inputs go to a scratch folder, never into the tree.
+CC=clang CXX=clang++ cmake -S "$root" -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DMAVO_FUZZ=ON -DMAVO_BUILD_TESTS=OFF -DMAVO_BUNDLE_CORE=OFF >/dev/null
+cmake --build build/fuzz -j "$jobs" --target mavo_fuzz
+for target in PlacementFile SettingsFile Title; do
+    scratch=$(mktemp -d)
+    if ! build/fuzz/tests/fuzz/mavo_fuzz_$target -max_total_time=5 -max_len=4096 \
+        -dict=tests/fuzz/json.dict -artifact_prefix=build/fuzz/ "$scratch" \
+        "tests/fuzz/corpus/$target" >"build/fuzz/$target.log" 2>&1; then
+        cat "build/fuzz/$target.log"
+        exit 1
+    fi
+    echo "$target: $(tail -n 1 "build/fuzz/$target.log")"
+    rm -rf "$scratch"
+done
 
 echo "== all tests passed in $(( $(date +%s) - start )) s"

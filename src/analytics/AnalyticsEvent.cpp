@@ -88,7 +88,7 @@ nlohmann::ordered_json toJson(const Event& e) {
     if (e.props) {
         nlohmann::ordered_json props = nlohmann::ordered_json::object();
         for (const auto& [key, value] : *e.props) {
-            std::visit([&props, &key](const auto& v) { props[key] = v; }, value);
+            std::visit([&slot = props[key]](const auto& v) { slot = v; }, value);
         }
         j["props"] = std::move(props);
     }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,6 +30,34 @@ bool writeAll(int fd, const std::string& data) {
     return true;
 }
 }  // namespace
+
+FileRead readRegularFile(const std::filesystem::path& path, size_t maxBytes) {
+    using Status = FileRead::Status;
+    // O_NONBLOCK: opening a FIFO for reading would otherwise wait for a writer forever.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0) return {errno == ENOENT ? Status::absent : Status::unusable, {}};
+    FileRead result{Status::unusable, {}};
+    struct stat st {};
+    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) &&
+        static_cast<size_t>(st.st_size) <= maxBytes) {
+        std::string data;
+        char buf[65536];
+        bool ok = true;
+        while (true) {
+            ssize_t n = ::read(fd, buf, sizeof buf);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0 || data.size() + static_cast<size_t>(n) > maxBytes) {
+                ok = false;  // unreadable, or grew past the limit while being read
+                break;
+            }
+            if (n == 0) break;
+            data.append(buf, static_cast<size_t>(n));
+        }
+        if (ok) result = {Status::ok, std::move(data)};
+    }
+    ::close(fd);
+    return result;
+}
 
 bool replaceFileAtomically(const std::filesystem::path& target, const std::filesystem::path& temp,
                            const std::string& data) {

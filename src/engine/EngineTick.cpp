@@ -1,6 +1,7 @@
 #include <unordered_set>
 
 #include "app/Diag.h"
+#include "common/Utf8.h"
 #include "engine/EngineLists.h"
 #include "engine/MaximizeEngine.h"
 
@@ -24,7 +25,8 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
     std::vector<Candidate> found;
     for (const RunningApplication& app : env_.workspace.runningApplications()) {
         if (app.activationPolicy != ActivationPolicy::regular) continue;
-        const std::string bid = app.bundleID.value_or("");
+        // A class name is another program's bytes: made UTF-8 before it reaches a key or a file.
+        const std::string bid = validUtf8(app.bundleID.value_or(""));
         if (app.bundleID && bid == env_.selfBundleID) continue;
 
         bool inExcluded = lockedContains(_excluded, bid);

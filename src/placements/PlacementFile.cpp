@@ -4,6 +4,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "common/JsonText.h"
+
 namespace mavo {
 
 using nlohmann::json;
@@ -80,10 +82,11 @@ PlacementRecord decodeRecord(const json& v) {
 
 }  // namespace
 
-std::optional<std::string> encodePlacementFile(const PlacementFileV1& file) {
+std::string encodePlacementFile(const PlacementFileV1& file) {
     json records = json::object();
     for (const auto& [key, r] : file.records) {
-        if (!finite(r.rel) || !std::isfinite(r.updatedAt)) return std::nullopt;
+        // JSON has no NaN or infinity: such a record is left out, the others still saved.
+        if (!finite(r.rel) || !std::isfinite(r.updatedAt)) continue;
         json rec = {
             {"displayUUID", r.displayUUID},
             {"rel", {{"fx", r.rel.fx}, {"fy", r.rel.fy}, {"fw", r.rel.fw}, {"fh", r.rel.fh}}},
@@ -94,17 +97,14 @@ std::optional<std::string> encodePlacementFile(const PlacementFileV1& file) {
         records[key] = std::move(rec);
     }
     json doc = {{"version", file.version}, {"records", std::move(records)}};
-    try {
-        return doc.dump();
-    } catch (const json::exception&) {
-        return std::nullopt;  // a key or uuid that is not valid UTF-8
-    }
+    return dumpJson(doc);
 }
 
 std::optional<PlacementFileV1> decodePlacementFile(const std::string& text) {
     try {
-        json doc = json::parse(text);
-        if (!doc.is_object()) return std::nullopt;
+        auto parsed = parseJson(text, kMaxPlacementFileDepth);
+        if (!parsed || !parsed->is_object()) return std::nullopt;
+        const json& doc = *parsed;
         PlacementFileV1 file;
         file.version = integer(doc, "version");
         const json& records = member(doc, "records");

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -27,15 +25,6 @@ fs::path ensureFolder(const fs::path& folder) {
     std::error_code ec;
     fs::create_directories(folder, ec);
     return folder;
-}
-
-std::optional<std::string> readWholeFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return std::nullopt;
-    std::ostringstream data;
-    data << in.rdbuf();
-    if (in.bad()) return std::nullopt;
-    return std::move(data).str();
 }
 
 }  // namespace
@@ -80,15 +69,17 @@ void PlacementStore::loadIfNeeded() {
         if (s.loaded) return;
         s.loaded = true;  // a failed load is not retried for the life of the process
         fs::path folder = ensureFolder(s.folder);
-        auto text = readWholeFile(folder / kFileName);
-        if (!text) return;
-        auto file = decodePlacementFile(*text);
-        if (file && file->version == schemaVersion) {
-            s.records = std::move(file->records);
-            return;
+        FileRead text = readRegularFile(folder / kFileName, kMaxPlacementFileBytes);
+        if (text.status == FileRead::Status::absent) return;
+        if (text.status == FileRead::Status::ok) {
+            auto file = decodePlacementFile(text.data);
+            if (file && file->version == schemaVersion) {
+                s.records = std::move(file->records);
+                return;
+            }
         }
-        // Damaged, or written by a newer version: keep it aside (only the latest one) and start
-        // empty rather than guess at its meaning.
+        // Unreadable, damaged, or written by a newer version: keep it aside (only the latest one)
+        // and start empty rather than guess at its meaning or overwrite it at the next write.
         std::error_code ec;
         fs::remove(folder / kCorruptName, ec);
         fs::rename(folder / kFileName, folder / kCorruptName, ec);
@@ -188,12 +179,13 @@ void PlacementStore::scheduleFlushLocked(const std::shared_ptr<State>& state, Se
 
 void PlacementStore::writeLocked(State& s) {
     if (!s.dirty) return;
-    // Cleared before anything can fail: a failed write waits for the next change, not a retry.
-    s.dirty = false;
-    auto data = encodePlacementFile(PlacementFileV1{schemaVersion, s.records});
-    if (!data) return;
+    const std::string data = encodePlacementFile(PlacementFileV1{schemaVersion, s.records});
     const fs::path folder = ensureFolder(s.folder);
-    if (replaceFileAtomically(folder / kFileName, folder / kTempName, *data)) ++s.writes;
+    // A failed write (a full disk, say) stays dirty, so the next change's write or the final
+    // flush at exit tries again.
+    if (!replaceFileAtomically(folder / kFileName, folder / kTempName, data)) return;
+    s.dirty = false;
+    ++s.writes;
 }
 
 std::optional<RelFrame> PlacementStore::relative(const Rect& frame, const Rect& visible) {

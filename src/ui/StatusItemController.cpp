@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "common/Utf8.h"
+
 namespace mavo {
 
 namespace {
@@ -163,8 +165,9 @@ void StatusItemController::buildFrontmostRows(MenuModel& m) {
     auto front = env_.workspace.frontmostApplication();
     // Our own menu being frontmost says nothing about which app the user means.
     if (!front || !front->bundleID || *front->bundleID == env_.selfBundleID) return;
-    const std::string& bid = *front->bundleID;
-    const std::string name = front->localizedName.value_or(bid);
+    // Another program's bytes: made UTF-8 before they reach the menu or the settings file.
+    const std::string bid = validUtf8(*front->bundleID);
+    const std::string name = validUtf8(front->localizedName.value_or(bid));
 
     MenuItem exclude = MenuItem::command(
         (env_.engine.excludesBundleID(bid) ? "Manage “" : "Don’t Manage “") + name + "”",
@@ -208,12 +211,14 @@ void StatusItemController::buildPlacementRows(MenuModel& m) {
 
 std::optional<std::string> StatusItemController::appName(const std::string& bundleID) {
     for (const auto& app : env_.workspace.runningApplications()) {
-        if (app.bundleID && *app.bundleID == bundleID) {
-            if (app.localizedName) return app.localizedName;
+        if (app.bundleID && validUtf8(*app.bundleID) == bundleID) {
+            if (app.localizedName) return validUtf8(*app.localizedName);
             break;
         }
     }
-    return env_.workspace.installedAppName(bundleID);
+    auto installed = env_.workspace.installedAppName(bundleID);
+    if (installed) return validUtf8(*installed);
+    return std::nullopt;
 }
 
 std::string StatusItemController::formatDelay(double seconds) {

@@ -1,5 +1,7 @@
 #include "windowaccess/AX.h"
 
+#include "common/Utf8.h"
+
 namespace mavo {
 
 std::optional<AttributeValue> AX::copyAttribute(const WindowHandle& e,
@@ -10,7 +12,9 @@ std::optional<AttributeValue> AX::copyAttribute(const WindowHandle& e,
 std::optional<std::string> AX::string(const WindowHandle& e, std::string_view attr) const {
     auto value = server_.copyAttribute(e, attr);
     if (!value) return std::nullopt;
-    if (auto* s = std::get_if<std::string>(&*value)) return *s;
+    // Titles and roles come from other programs as arbitrary bytes; past this point they are
+    // UTF-8, fit for keys, files and log lines.
+    if (auto* s = std::get_if<std::string>(&*value)) return validUtf8(*s);
     return std::nullopt;
 }
 

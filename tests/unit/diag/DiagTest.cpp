@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <vector>
 
 using namespace mavo;
 namespace fs = std::filesystem;
@@ -50,8 +52,10 @@ TEST_F(DiagTest, LinesAreAppendedInOrderToAnOwnerOnlyFileThatResetEmpties) {
     Diag::log("screen 0: 1920×1080 — “Built-in”");
     Diag::log("");
     Diag::log("already ended\n");
+    Diag::log("title \xff\xfe");  // another program's bytes, made UTF-8
     Diag::drain();
-    EXPECT_EQ(readFile(log), "screen 0: 1920×1080 — “Built-in”\n\nalready ended\n\n");
+    EXPECT_EQ(readFile(log),
+              "screen 0: 1920×1080 — “Built-in”\n\nalready ended\n\ntitle \uFFFD\uFFFD\n");
     fs::remove(log);  // a deleted log comes back with just the next line
     Diag::log("last");
     Diag::drain();
@@ -61,15 +65,38 @@ TEST_F(DiagTest, LinesAreAppendedInOrderToAnOwnerOnlyFileThatResetEmpties) {
     EXPECT_TRUE(fs::is_regular_file(log) && ownerOnly(log));
 }
 
-TEST_F(DiagTest, NeverWritesThroughASymbolicLink) {
+// The log lives in a shared folder: a link or a file someone else planted there is left alone.
+TEST_F(DiagTest, NeverWritesIntoAFileThatIsNotOursAlone) {
     const fs::path target = dir / "precious";
-    std::ofstream(target) << "keep me\n";
+    // Each returns false where it cannot be staged (giving a file away needs root).
+    for (auto [name, plant] : std::vector<std::pair<std::string, std::function<bool()>>>{
+             {"symlink",
+              [&] {
+                  fs::create_symlink(target, log);
+                  return true;
+              }},
+             {"hard link",
+              [&] {
+                  fs::create_hard_link(target, log);
+                  return true;
+              }},
+             {"another user's file", [&] {
+                  std::ofstream(log) << "keep me\n";
+                  return ::chown(log.c_str(), 65534, 65534) == 0;
+              }}}) {
+        SCOPED_TRACE(name);
+        fs::remove(log);
+        std::ofstream(target) << "keep me\n";
+        if (!plant()) continue;
+        Diag::reset();
+        Diag::log("a window title");
+        Diag::drain();
+        EXPECT_EQ(readFile(target), "keep me\n");
+        EXPECT_EQ(readFile(log), "keep me\n");
+    }
+    fs::remove(log);  // nor into creating a dangling link's target
+    fs::remove(target);
     fs::create_symlink(target, log);
-    Diag::reset();
-    Diag::log("planted");
-    Diag::drain();
-    EXPECT_EQ(readFile(target), "keep me\n");
-    fs::remove(target);  // nor into creating a dangling link's target
     Diag::reset();
     Diag::log("planted");
     Diag::drain();

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "fakes/EngineHarness.h"
 
 namespace mavo::test {
@@ -58,6 +60,31 @@ TEST(CellSnapScenario, TerminalIsLearntAcceptedAsFillingAndRememberedAcrossLaunc
     EXPECT_EQ(h.server.writeCount(), writesBefore);
     EXPECT_TRUE(h.linesSince(mark).empty());
     EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
+}
+
+// A class and titles that are not UTF-8 reach the settings, the placement file and the log
+// repaired, and are saved like any other.
+TEST(CellSnapScenario, NamesThatAreNotUtf8AreLearntAndRememberedRepaired) {
+    EngineHarness h;
+    h.launch();
+    int32_t pid = h.addApp(
+        "Bad\xff\xfe"
+        "Class");
+    auto w = h.addWindow(pid, "b\xe2\x82sh", {300, 200, 700, 500});
+    h.addWindow(pid, "other", {300, 200, 700, 500});  // two windows: titles join the keys
+    h.server.setResizeBehaviour(w, ResizeBehaviour::cells(9, 18, 2, 24));
+    h.tick();
+    h.handMoveAndSettle(w, {100, 100, 900, 700});
+    h.relaunch();  // pending placements are written at exit
+
+    const std::string bid = "Bad\uFFFD\uFFFDClass";
+    auto learnt = h.defaults.strings("cellSnapApps");
+    ASSERT_TRUE(learnt);
+    EXPECT_EQ(std::ranges::count(*learnt, bid), 1);
+    auto doc = h.placementFile();
+    ASSERT_TRUE(doc);
+    EXPECT_TRUE((*doc)["records"].contains("PRIMARY|" + bid + "|b\uFFFDsh")) << doc->dump();
+    EXPECT_NO_THROW(nlohmann::json(h.readLog()).dump());  // a strict encoder accepts the log
 }
 
 TEST(CellSnapScenario, BuiltInTerminalsAreAcceptedWithoutLearning) {

@@ -5,8 +5,11 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <memory>
 
+#include "fakes/FifoFeeder.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/XdgAutostart.h"
 
@@ -49,19 +52,60 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
               nlohmann::json({{"excludedBundleIDs", {"XTerm"}}, {"unhideDelay", 2.5}}));
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);  // no temporary
 
-    // A file that is not a JSON object is set aside and the store starts empty.
-    for (const std::string broken : {"{\"paused\": tru", "[1, 2, 3]", "\"text\""}) {
+    // A file that is not a JSON object, or not one within reason, is set aside and the store
+    // starts empty; so is anything that cannot be read as a file, which is never waited on.
+    const std::string deep =
+        "{\"paused\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
+    const std::string huge = "{\"paused\":true}" + std::string(2 << 20, ' ');
+    for (const std::string& broken :
+         std::vector<std::string>{"{\"paused\": tru", "[1, 2, 3]", "\"text\"", deep, huge}) {
         std::ofstream(file) << broken;
         JsonFileDefaults d(file);
-        EXPECT_FALSE(d.object("unhideDelay")) << broken;
-        EXPECT_EQ(read(file.parent_path() / "defaults.corrupt.json"), broken);
+        EXPECT_FALSE(d.object("unhideDelay")) << broken.substr(0, 20);
+        EXPECT_TRUE(read(file.parent_path() / "defaults.corrupt.json") == broken);
         d.set("paused", true);
         EXPECT_EQ(nlohmann::json::parse(read(file)), nlohmann::json({{"paused", true}}));
     }
-    // Where the folder cannot be made the write is lost, the value kept.
-    JsonFileDefaults blocked(file / "defaults.json");
-    blocked.set("paused", true);
-    EXPECT_TRUE(blocked.boolean("paused"));
+    const std::string valid = "{\"paused\":true}";
+    std::unique_ptr<test::FifoFeeder> fifo;
+    for (auto [name, make] : std::vector<std::pair<std::string, std::function<void()>>>{
+             {"fifo", [&] { fifo = std::make_unique<test::FifoFeeder>(file, valid); }},
+             {"folder", [&] { fs::create_directories(file); }},
+             {"link", [&] {
+                  std::ofstream(dir / "elsewhere") << valid;
+                  fs::create_symlink(dir / "elsewhere", file);
+              }}}) {
+        fs::remove_all(file);
+        make();
+        JsonFileDefaults d(file);
+        fifo.reset();
+        EXPECT_FALSE(d.object("paused")) << name;
+        EXPECT_TRUE(fs::exists(fs::symlink_status(file.parent_path() / "defaults.corrupt.json")));
+        d.set("unhideDelay", 1.0);
+        EXPECT_EQ(nlohmann::json::parse(read(file)), nlohmann::json({{"unhideDelay", 1.0}}));
+    }
+    EXPECT_EQ(read(dir / "elsewhere"), valid);
+
+    // Where the folder cannot be made the write fails, the value is kept, and the write is made
+    // good at the next change or at the latest when the store goes away at exit.
+    fs::path blockedFile = dir / "blocked" / "defaults.json";
+    std::ofstream(dir / "blocked") << "in the way";
+    {
+        JsonFileDefaults blocked(blockedFile);
+        blocked.set("paused", true);
+        EXPECT_TRUE(blocked.boolean("paused"));
+        fs::remove(dir / "blocked");
+        blocked.set("unhideDelay", 2.0);
+        EXPECT_EQ(nlohmann::json::parse(read(blockedFile)).size(), 2u);
+        fs::remove_all(dir / "blocked");
+        std::ofstream(dir / "blocked") << "in the way";
+        blocked.set("excludedBundleIDs", {"Bad\xff\xfe"
+                                          "Class"});  // not UTF-8: repaired
+        fs::remove(dir / "blocked");
+    }
+    nlohmann::json saved = nlohmann::json::parse(read(blockedFile));
+    EXPECT_EQ(saved.size(), 3u);
+    EXPECT_EQ(saved["excludedBundleIDs"][0].get<std::string>().substr(0, 3), "Bad");
 
     std::string home = getenv("HOME") ? getenv("HOME") : "/";
     setenv("HOME", dir.c_str(), 1);

@@ -5,9 +5,12 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <thread>
+
+#include "fakes/FifoFeeder.h"
 
 using namespace mavo;
 using nlohmann::json;
@@ -46,6 +49,7 @@ struct PlacementStoreTest : ::testing::Test {
     void TearDown() override { fs::remove_all(root); }
     json records() const { return json::parse(readFile(folder / "placements.json"))["records"]; }
     fs::path root, folder;
+    std::unique_ptr<test::FifoFeeder> fifo;
 };
 
 }  // namespace
@@ -82,8 +86,8 @@ TEST_F(PlacementStoreTest, WritesACompactOwnerOnlyDocumentThatReadsBack) {
 }
 
 TEST_F(PlacementStoreTest, SetsAsideADocumentItCannotUse) {
-    auto doc = [](const std::string& records) {
-        return R"({"version":1,"records":{)" + records + "}}";
+    auto doc = [](const std::string& records, const std::string& extra = "") {
+        return R"({"version":1,"records":{)" + records + "}" + extra + "}";
     };
     const std::string rel = R"("rel":{"fx":0,"fy":0,"fw":1,"fh":1})";
     const std::string good = R"({"displayUUID":"D",)" + rel + R"(,"updatedAt":1})";
@@ -99,9 +103,11 @@ TEST_F(PlacementStoreTest, SetsAsideADocumentItCannotUse) {
         doc(R"("k":{"displayUUID":"D",)" + rel + R"(,"updatedAt":"2024-01-01"})"),
         doc(R"("k":{"displayUUID":"D",)" + rel + R"(,"updatedAt":1,"topCenter":"yes"})"),
         doc(R"("good":)" + good + R"(,"bad":{"updatedAt":1})"),  // one bad spoils them all
+        doc(R"("good":)" + good, R"(,"x":)" + std::string(100000, '[') + std::string(100000, ']')),
+        doc(R"("good":)" + good) + std::string(9 << 20, ' '),  // beyond any real file's size
     };
     for (size_t i = 0; i < rejected.size(); ++i) {
-        SCOPED_TRACE(rejected[i]);
+        SCOPED_TRACE(rejected[i].substr(0, 80));
         const fs::path f = folder / std::to_string(i);
         writeFile(f / "placements.corrupt.json", "an earlier casualty");
         writeFile(f / "placements.json", rejected[i]);
@@ -109,8 +115,42 @@ TEST_F(PlacementStoreTest, SetsAsideADocumentItCannotUse) {
         store.loadIfNeeded();
         EXPECT_EQ(store.count(), 0u);
         EXPECT_FALSE(fs::exists(f / "placements.json"));
-        EXPECT_EQ(readFile(f / "placements.corrupt.json"), rejected[i]);
+        EXPECT_TRUE(readFile(f / "placements.corrupt.json") == rejected[i]);
     }
+
+    // Whatever cannot be read as a file is set aside too, never waited on and never overwritten.
+    const std::string valid = doc(R"("good":)" + good);
+    const std::vector<std::pair<std::string, std::function<void(const fs::path&)>>> unusable = {
+        {"fifo", [&](const fs::path& p) { fifo = std::make_unique<test::FifoFeeder>(p, valid); }},
+        {"folder", [](const fs::path& p) { fs::create_directories(p / "inside"); }},
+        {"link",
+         [&](const fs::path& p) {
+             writeFile(root / "elsewhere", valid);
+             fs::create_symlink(root / "elsewhere", p);
+         }},
+        {"no access",
+         [&](const fs::path& p) {
+             writeFile(p, valid);
+             fs::permissions(p, fs::perms::none);  // as root this one reads, and loads
+         }},
+    };
+    for (const auto& [name, make] : unusable) {
+        SCOPED_TRACE(name);
+        const fs::path f = folder / name;
+        fs::create_directories(f);
+        make(f / "placements.json");
+        const bool readable = name == "no access" && ::geteuid() == 0;
+        PlacementStore store(f);
+        store.loadIfNeeded();
+        fifo.reset();
+        EXPECT_EQ(store.count(), readable ? 1u : 0u);
+        EXPECT_EQ(fs::exists(fs::symlink_status(f / "placements.corrupt.json")), !readable);
+        store.put("S|new|", record(2));
+        store.flushNow();
+        EXPECT_EQ(json::parse(readFile(f / "placements.json"))["records"].size(),
+                  readable ? 2u : 1u);
+    }
+    EXPECT_EQ(readFile(root / "elsewhere"), valid);
 }
 
 TEST_F(PlacementStoreTest, LoadsOnceOnlyWhenAskedAndAMissingFileIsNotRetried) {
@@ -199,22 +239,34 @@ TEST_F(PlacementStoreTest, ABurstIsWrittenOnceTwoSecondsAfterItsFirstChange) {
     EXPECT_EQ(store.writeCount(), 2u);
 }
 
-TEST_F(PlacementStoreTest, AFailedOrImpossibleWriteIsDroppedUntilTheNextChange) {
-    writeFile(folder, "in the way");  // a file where the folder should go
+TEST_F(PlacementStoreTest, AFailedWriteIsRetriedAndOneBadRecordNeverBlocksTheOthers) {
+    writeFile(folder, "in the way");  // a file where the folder should go, like a full disk
     PlacementStore store(folder);
     store.put("S|a|", record(1));
     store.flushNow();
-    fs::remove(folder);
-    store.flushNow();
     EXPECT_EQ(store.writeCount(), 0u);
-    PlacementRecord bad = record(2);
-    bad.rel.fx = std::numeric_limits<double>::quiet_NaN();
-    store.put("S|nan|", bad);
+    fs::remove(folder);
+    store.flushNow();  // as at exit, with the disk usable again
+    EXPECT_EQ(store.writeCount(), 1u);
+    EXPECT_TRUE(records().contains("S|a|"));
+
+    // A number JSON cannot hold drops only its record; names that are not UTF-8 are repaired.
+    PlacementRecord nan = record(2), badUuid = record(3);
+    nan.rel.fx = std::numeric_limits<double>::quiet_NaN();
+    badUuid.displayUUID = "D\xff";
+    store.put("S|nan|", nan);
+    store.put(
+        "S|Bad\xff\xfe"
+        "Class|t\xe2\x82",
+        badUuid);
     store.flushNow();
-    EXPECT_FALSE(fs::exists(store.filePath()));
-    store.remove("S|nan|");
-    store.flushNow();
-    EXPECT_EQ(records().size(), 1u);
+    EXPECT_EQ(store.writeCount(), 2u);
+    json written = records();
+    EXPECT_EQ(written.size(), 2u);
+    EXPECT_FALSE(written.contains("S|nan|"));
+    PlacementStore again(folder);
+    again.loadIfNeeded();
+    EXPECT_EQ(again.count(), 2u);
 }
 
 TEST(PlacementStore, DefaultFolderFollowsXdgDataHome) {

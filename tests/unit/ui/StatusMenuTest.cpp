@@ -47,6 +47,10 @@ struct MenuEnv : StatusTestEnv {
         workspace.addRunning({43, "com.quastorn.mavo", "Mavo"});
         workspace.addRunning({44, std::nullopt, "Script"});
         workspace.addRunning({45, "org.example.NoName", std::nullopt});
+        workspace.addRunning({46,
+                              "Bad\xff"
+                              "Class",
+                              "N\xe2\x82me"});  // not UTF-8
         workspace.setFrontmost(42);
         std::istringstream words(states);
         for (std::string s; words >> s;) {
@@ -56,6 +60,7 @@ struct MenuEnv : StatusTestEnv {
             if (s == "front=script") workspace.setFrontmost(44);
             if (s == "front=noname") workspace.setFrontmost(45);
             if (s == "front=none") workspace.setFrontmost(std::nullopt);
+            if (s == "front=bad") workspace.setFrontmost(46);
             for (auto [name, flag] : {std::pair{"paused", &engine.isPaused},
                                       {"topCenter", &engine.topCenter},
                                       {"focusSize", &engine.focusSize},
@@ -174,6 +179,8 @@ TEST(StatusMenu, EachActionMakesItsCallsSendsItsEventAndWritesItsStore) {
               "app_always_maximize"},
              {"Always Maximize “Editor”", "maximizeApp",
               "toggleMaximizeApp(" + ed + ") reevaluateAll", "app_focus_allowed"},
+             {"Don’t Manage “N\uFFFDme”", "front=bad", "toggleExclusion(Bad\uFFFDClass)",
+              "app_excluded"},
              // Settings outside the engine write their own stores.
              {"Launch at Login", "", "", ""},
              {"Hide Icon Until Hover", "", "", ""},

@@ -42,6 +42,31 @@ TEST_F(AXTest, TypedReadersAnswerOnlyValuesOfTheirOwnKind) {
     EXPECT_EQ(ax.point(w, "AXSize"), (Point{1, 2}));
 }
 
+// Titles and roles are other programs' bytes; they leave the string reader as UTF-8, with one
+// U+FFFD for each ill-formed sequence and well-formed text untouched.
+TEST_F(AXTest, StringsThatAreNotUtf8AreRepaired) {
+    WindowHandle w = ws.addBareWindow(1);
+    const std::string r = "\uFFFD";
+    for (const auto& [raw, repaired] : std::vector<std::pair<std::string, std::string>>{
+             {"naïve — “quoted” 😀 \U0010FFFF", "naïve — “quoted” 😀 \U0010FFFF"},
+             {std::string("a\0b", 3), std::string("a\0b", 3)},
+             {"Bad\xff\xfe"
+              "Class",
+              "Bad" + r + r + "Class"},
+             {"\x80\xbfx", r + "x"},    // stray continuation bytes
+             {"\xc0\xaf/", r + "/"},    // overlong
+             {"\xed\xa0\x80", r},       // surrogate
+             {"\xf4\x90\x80\x80", r},   // beyond U+10FFFF
+             {"ab\xe2\x82", "ab" + r},  // cut short at the end
+             {"\xe2\x82"
+              "A\xf0\x9f\x98",
+              r + "A" + r},  // cut short in the middle
+         }) {
+        ws.setAttribute(w, "AXTitle", raw);
+        EXPECT_EQ(ax.string(w, "AXTitle"), repaired) << raw;
+    }
+}
+
 TEST_F(AXTest, FrameNeedsBothPartsAndSkipsTheSizeWhenThePositionFails) {
     WindowHandle w = ws.addWindow(1, "x", {10, 20, 300, 200});
     ws.setAttribute(w, Attr::size, std::string("300x200"));
