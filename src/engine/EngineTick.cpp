@@ -21,6 +21,10 @@ bool isCandidate(const AX& ax, const WindowHandle& w) {
 
 void MaximizeEngine::tick(bool force) {
     ticks_.fetch_add(1);
+    // Once stopped, a tick ends between two windows: nothing is pruned or counted from a partial
+    // walk.
+    auto stopped = [this] { return stopping_.load(std::memory_order_relaxed); };
+    if (stopped()) return;
     // The flag is used up before the pause check on purpose: a paused first tick still counts.
     bool isFirstTick = firstTick_;
     firstTick_ = false;
@@ -48,11 +52,13 @@ void MaximizeEngine::tick(bool force) {
 
         std::vector<WindowHandle> candidates;
         for (const WindowHandle& w : env_.ax.windows(app.pid)) {
+            if (stopped()) return;
             if (isCandidate(env_.ax, w)) candidates.push_back(w);
         }
         int windowCount = static_cast<int>(candidates.size());
 
         for (const WindowHandle& w : candidates) {
+            if (stopped()) return;
             bool sizeSettable = env_.ax.isSettable(w, Attr::size);
             // A window whose size cannot be set is moved (top-centred), never resized.
             bool topCenter =
