@@ -95,6 +95,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 void AppDelegate::applicationWillTerminate() {
+    // First, so that a long tick neither holds up the exit nor puts placements after the flush.
+    engine_->stop();
     services_.analytics.trackEvent("session_ended",
                                    {{"windows_maximized", engine_->windowsMaximizedCount()},
                                     {"cannot_fill", engine_->cannotFillCount()}});

@@ -40,6 +40,7 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
 
         std::vector<WindowHandle> windows;
         for (const WindowHandle& w : env_.ax.windows(app.pid)) {
+            if (stopped()) return found;
             if (isCandidate(env_.ax, w)) windows.push_back(w);
         }
         int windowCount = static_cast<int>(windows.size());
@@ -62,6 +63,9 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
 
 void MaximizeEngine::tick(bool force) {
     ticks_.fetch_add(1);
+    // Once stopped, a tick ends between two windows: nothing is pruned or counted from a partial
+    // walk.
+    if (stopped()) return;
     // The flag is used up before the pause check on purpose: a paused first tick still counts.
     bool isFirstTick = firstTick_;
     firstTick_ = false;
@@ -71,6 +75,7 @@ void MaximizeEngine::tick(bool force) {
     bool mouseDown = env_.drag.isMouseDown();
     std::unordered_set<WindowKey, WindowKeyHash> seen;
     for (const Candidate& c : candidates(locked(_topCenterMode), locked(_focusSizeBigDisplays))) {
+        if (stopped()) return;
         WindowKey key{c.window};
         seen.insert(key);
         evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible, mouseDown,
@@ -109,6 +114,7 @@ void MaximizeEngine::evaluateNewWindows() {
         bool mouseDown = self.env_.drag.isMouseDown();
         for (const Candidate& c : self.candidates(self.locked(self._topCenterMode),
                                                   self.locked(self._focusSizeBigDisplays))) {
+            if (self.stopped()) return;
             WindowKey key{c.window};
             if (self.states_.count(key)) continue;
             self.evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible,

@@ -47,6 +47,7 @@ void MaximizeEngine::drain() {
 }
 
 void MaximizeEngine::stop() {
+    stopping_.store(true);
     if (timer_) timer_->cancel();
     drain();
 }

@@ -87,8 +87,9 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     void tickAndWait(bool force = false);
     // Waits until every block queued on the engine queue so far has run.
     void drain();
-    // Stops the timer and waits for the queue to go idle, so that the engine can be let go of
-    // deterministically (tests). The application never stops its engine.
+    // Stops the timer, cuts a tick in progress short after the window it is on, and waits for the
+    // queue to go idle; the engine does nothing more. Used at termination, so that a long tick
+    // cannot hold the process up, and by tests to let go of the engine deterministically.
     void stop();
 
     // Inspection for tests and diagnostics; each hops onto the engine queue and waits.
@@ -162,6 +163,8 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     std::shared_ptr<RepeatingTimer> timer_;
     std::atomic<int> ticks_{0};
     std::atomic<bool> firstSightQueued_{false};
+    std::atomic<bool> stopping_{false};  // read between windows, so a tick ends soon after stop()
+    bool stopped() const { return stopping_.load(std::memory_order_relaxed); }
 
     mutable std::mutex lock_;  // guards the underscore members only
     bool _paused = false;

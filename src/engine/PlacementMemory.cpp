@@ -3,6 +3,8 @@
 
 #include <locale.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cwctype>
 
 #include "engine/MaximizeEngine.h"
@@ -71,6 +73,31 @@ char32_t toLower(char32_t c) {
     return static_cast<char32_t>(towlower_l(static_cast<wint_t>(c), utf8));
 }
 
+// A restored window is never smaller than this share of its display's visible frame, nor than
+// kMinRestoredSide points, so that a damaged record cannot bring it back a sliver.
+constexpr double kMinRestoredFraction = 0.1;
+constexpr double kMinRestoredSide = 100.0;
+
+// The stored frame made absolute and held inside the visible frame at a usable size; nothing when
+// the record holds no number at all (NaN), so the window is treated as if nothing were stored.
+std::optional<Rect> saneRestoredFrame(const RelFrame& rel, const Rect& vf) {
+    if (std::isnan(rel.fx) || std::isnan(rel.fy) || std::isnan(rel.fw) || std::isnan(rel.fh)) {
+        return std::nullopt;
+    }
+    if (!(vf.width > 0) || !(vf.height > 0)) return std::nullopt;
+    Rect r = PlacementStore::absolute(rel, vf);
+    auto side = [](double value, double visible) {
+        double least =
+            std::min(visible, std::max(kMinRestoredFraction * visible, kMinRestoredSide));
+        return std::clamp(value, least, visible);
+    };
+    double w = side(r.width, vf.width);
+    double h = side(r.height, vf.height);
+    double x = std::clamp(r.x, vf.minX(), vf.maxX() - w);
+    double y = std::clamp(r.y, vf.minY(), vf.maxY() - h);
+    return Rect{x, y, w, h};
+}
+
 }  // namespace
 
 std::string normalizedPlacementTitle(const std::string& title) {
@@ -127,7 +154,7 @@ std::optional<Rect> MaximizeEngine::restoredPlacement(const std::string& bid, in
     }
     auto vf = env_.screens.visibleFrameAX(record->displayUUID);
     if (!vf) return std::nullopt;  // that display is not attached
-    return PlacementStore::absolute(record->rel, *vf);
+    return saneRestoredFrame(record->rel, *vf);
 }
 
 std::optional<Size> MaximizeEngine::restoredTopCenterSize(const std::string& bid, int windowCount,
@@ -138,7 +165,9 @@ std::optional<Size> MaximizeEngine::restoredTopCenterSize(const std::string& bid
     if (!record || !record->topCenter.value_or(false)) return std::nullopt;
     auto vf = env_.screens.visibleFrameAX(record->displayUUID);
     if (!vf) return std::nullopt;
-    return PlacementStore::absolute(record->rel, *vf).size();
+    auto frame = saneRestoredFrame(record->rel, *vf);
+    if (!frame) return std::nullopt;
+    return frame->size();
 }
 
 }  // namespace mavo

@@ -2,6 +2,9 @@
 // across restarts.
 
 #include <chrono>
+#include <random>
+#include <sstream>
+#include <thread>
 
 #include "E2ETest.h"
 
@@ -69,6 +72,35 @@ TEST_F(HandTest, CustomFrameIsKeptWrittenTwoSecondsLaterAndRestoredAfterRestart)
     ASSERT_TRUE(startMavo());
     EXPECT_TRUE(becomes(w, custom));
     EXPECT_TRUE(diagHas("restore(persisted) frame=(0.0,0.0 1220.0×680.0)"));
+}
+
+TEST_F(HandTest, QuickDragsEndingAnywhereInTheTickAreAllKept) {
+    ASSERT_TRUE(start());
+    Client w = resizedByHand("e2e-quick", -700, -400);
+    Frame at{0, 0, 1220, 680};
+    ASSERT_EQ(frameOf(w), at);
+    std::mt19937 random(std::random_device{}());
+    std::uniform_int_distribution<int> phaseMs(0, 750);
+    for (int i = 0; i < 5; ++i) {
+        SCOPED_TRACE(i);
+        // Grabbed by the title bar and let go about 0.2 s later, at a random point of the tick;
+        // no sync with Mavo before looking again, as a user would not wait for one.
+        int dx = i % 2 ? -80 : 120, dy = i % 2 ? -30 : 60;
+        std::ostringstream script;
+        script << "sleep " << phaseMs(random) / 1000.0 << " mousemove " << at.x + 400 << " "
+               << at.y + 10 << " mousedown 1";
+        for (int k = 0; k < 6; ++k) {
+            script << " sleep 0.03 mousemove_relative -- " << dx * (k + 1) / 6 - dx * k / 6 << " "
+                   << dy * (k + 1) / 6 - dy * k / 6;
+        }
+        ASSERT_TRUE(desktop->xdotool(script.str() + " sleep 0.02 mouseup 1"));
+        Frame moved{at.x + dx, at.y + dy, at.width, at.height};
+        ASSERT_TRUE(TestDesktop::waitUntil([&] { return frameOf(w) == moved; }, 2)) << frameOf(w);
+        std::this_thread::sleep_for(std::chrono::seconds(3));
+        EXPECT_EQ(frameOf(w), moved);
+        at = moved;
+    }
+    EXPECT_EQ(diagCount("remember(custom)"), 6);
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -216,6 +218,35 @@ TEST_F(AppDelegateTest, TerminationReportsTheSessionWritesPlacementsThenFlushes)
     expectInOrder({R"(analytics.session_ended {"cannot_fill":0,"windows_maximized":1})",
                    "analytics.flush (placements on disk)"});
     EXPECT_EQ(count("analytics.flush (placements pending)"), 0);
+}
+
+// A tick over many slow windows (a busy server) is cut short at termination: the engine stops
+// after the window it is on, and only then are the placements written.
+TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
+    trusted = true;
+    workspace.addRunning({42, "com.example.editor", "Editor"});
+    std::atomic<int> resized{0};
+    auto slow = test::ResizeBehaviour::custom([&](const Rect& current, Size requested) {
+        resized.fetch_add(1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return test::ResizeOutcome{true, makeRect(current.origin(), requested)};
+    });
+    for (int i = 0; i < 200; ++i) {
+        server.setResizeBehaviour(server.addWindow(42, "Doc", {100, 100, 800, 600}), slow);
+    }
+    launch();
+    delegate->engine()->reevaluateAll();
+    while (resized.load() < 5) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    store.put("MAIN|com.example.editor|", PlacementRecord{"MAIN", {0.1, 0.1, 0.5, 0.5}, 1, {}, {}});
+    int before = resized.load();
+    fire(terminating);
+    // The window being sized when termination came, and at most one that began meanwhile.
+    EXPECT_LE(resized.load() - before, 2);
+    delegate->engine()->tickAndWait(true);
+    EXPECT_LE(resized.load() - before, 2);
+    expectInOrder({R"(analytics.session_ended {"cannot_fill":0,"windows_maximized":)" +
+                       std::to_string(resized.load()) + "}",
+                   "analytics.flush (placements on disk)"});
 }
 
 // With the delegate and its engine gone the screen cache still follows the displays, and nothing

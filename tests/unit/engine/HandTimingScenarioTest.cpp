@@ -13,7 +13,6 @@ namespace {
 const std::string kEditor = "com.example.editor";
 const std::string kNotes = "com.example.notes";
 const Rect kEightyFive{144, 25, 1632, 1055};
-const Rect kUtility{(1920 - 0.62 * 1920) * 0.5, 27, 0.62 * 1920, 0.8 * 1055};
 
 WindowHandle maximized(EngineHarness& h) {
     auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});

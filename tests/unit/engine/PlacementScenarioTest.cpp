@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <limits>
 #include <thread>
 
 #include "fakes/EngineHarness.h"
@@ -213,6 +214,39 @@ TEST(PlacementScenario, CustomFrameLeftOffScreenIsRetired) {
     EXPECT_EQ(lines[1].rfind("apply \"Doc\" target=(0.0,25.0 1920.0×1055.0)", 0), 0u);
     EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
     EXPECT_FALSE(h.state(w)->rememberedTarget);
+}
+
+TEST(PlacementScenario, DamagedRecordsRestoreAUsableFrameInsideTheDisplay) {
+    // At least a tenth of the 1920×1055 visible frame each way, and never past its edges.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct Row {
+        const char* what;
+        RelFrame rel;
+        bool topCenter;
+        Rect expected;  // the frame, or for a top-center record the size at its origin
+    };
+    for (const Row& row : {
+             Row{"zero width", {0.1, 0.1, 0, 0.5}, false, {192, 130.5, 192, 527.5}},
+             Row{"vanishing height", {0.1, 0.1, 0.5, 1e-308}, false, {192, 130.5, 960, 105.5}},
+             Row{"negative size", {0.5, 0.5, -0.3, -1}, false, {960, 552.5, 192, 105.5}},
+             Row{"huge", {1e308, -1e308, 1e308, 0.5}, false, {0, 25, 1920, 527.5}},
+             Row{"not a number", {nan, 0.1, 0.5, 0.5}, false, kPrimaryVisibleAX},
+             Row{"empty top-center size", {0, 0, 0, 0}, true, {0, 0, 192, 105.5}},
+             Row{"huge top-center size", {0, 0, 1e308, 1e308}, true, {0, 0, 1920, 1055}},
+         }) {
+        SCOPED_TRACE(row.what);
+        EngineHarness h;
+        h.launch();
+        if (row.topCenter) h.engine->toggleTopCenter(kEditor);
+        h.store->put(kKey, PlacementRecord{"PRIMARY", row.rel, 1, row.topCenter, {}});
+        auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
+        h.tick();
+        if (row.topCenter) {
+            EXPECT_EQ(h.state(w)->topCenterSize, row.expected.size());
+        } else {
+            EXPECT_EQ(h.frame(w), row.expected);
+        }
+    }
 }
 
 }  // namespace
