@@ -47,6 +47,20 @@ TEST_F(MaximizeTest, WindowsFillTheScreenAndXtermWithinOneCellIsLearntAsCellSnap
     EXPECT_EQ(diagCount("apply "), applies);
 }
 
+// A class is another program's bytes, not always UTF-8: such an application is learnt and
+// logged under a repaired name, and the settings file stays valid JSON.
+TEST_F(MaximizeTest, AClassThatIsNotUtf8IsLearntUnderARepairedName) {
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(desktop->startXterm("e2e-odd", "80x24+150+120",
+                                    {"-class",
+                                     "Bad\xff\xfe"
+                                     "Class"}));
+    EXPECT_TRUE(diagShows("learned cell-snap app: Bad\uFFFD\uFFFDClass"));
+    sync();
+    auto learnt = readJson(path("config/mavo/defaults.json"))["cellSnapApps"];
+    EXPECT_EQ(std::count(learnt.begin(), learnt.end(), "Bad\uFFFD\uFFFDClass"), 1) << learnt;
+}
+
 // One window undoes every resize (it grows to 800×600 at most, then puts itself back): after three
 // undone applies in a row it is given up on with a diagnosis. A window of fixed size is not
 // fought over: it is moved, at its own size, to the top centre of its monitor.
