@@ -18,7 +18,7 @@ class WindowIdentityTest : public E2ETest {
         desktop->spawn(
             {"dbus-daemon", "--session", "--nofork", "--address=unix:path=" + socket.string()});
         if (!TestDesktop::waitUntil([&] { return std::filesystem::exists(socket); })) return false;
-        desktop->spawn({"xfwm4", "--compositor=on"}, busEnv);
+        windowManager = desktop->spawn({"xfwm4", "--compositor=on"}, busEnv);
         auto ready = [&] {
             auto wm = desktop->property(desktop->root(), "_NET_SUPPORTING_WM_CHECK");
             xcb_connection_t* c = desktop->connection();
@@ -56,6 +56,7 @@ class WindowIdentityTest : public E2ETest {
     }
 
     std::vector<std::string> busEnv;
+    pid_t windowManager = 0;
 };
 
 TEST_F(WindowIdentityTest, HeaderBarWindowFillsTheScreenEdgeToEdgeAndKeepsItsSnappedHalf) {
@@ -81,6 +82,21 @@ TEST_F(WindowIdentityTest, HeaderBarWindowFillsTheScreenEdgeToEdgeAndKeepsItsSna
     for (int i = 0; i < 4; ++i) sync();
     EXPECT_EQ(visibleFrame(*gtk), leftHalf);
     EXPECT_TRUE(diagHas("userArranged(zone) frame=(0.0,0.0 960.0×1080.0)"));
+}
+
+// As when many applications map many windows at once: the window manager acts on Mavo's writes
+// only after the messaging timeout. The frame it had not changed yet is not the application's
+// answer.
+TEST_F(WindowIdentityTest, AWindowManagerTooBusyToActIsNotTakenForTheApplicationsSizing) {
+    ASSERT_TRUE(startCompositingDesktop());
+    Client plain = client("e2e-busy", "500x400+100+100");
+    kill(windowManager, SIGSTOP);
+    ASSERT_TRUE(startMavo());
+    sync();
+    sync();
+    kill(windowManager, SIGCONT);
+    EXPECT_TRUE(becomes(plain, kScreen));
+    EXPECT_FALSE(diagHas("learned cell-snap app"));
 }
 
 TEST_F(WindowIdentityTest, TwoXtermsKeepTheirOwnRememberedFramesAcrossARestart) {

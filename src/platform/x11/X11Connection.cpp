@@ -184,8 +184,7 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
         auto* property = reinterpret_cast<xcb_property_notify_event_t*>(event);
         std::lock_guard<std::mutex> guard(lock_);
         if (property->window == sentinelWindow_) {
-            sentinel_.seen = true;
-            sentinel_.lastSequence = event->full_sequence;
+            if (property->atom == ewmh_._NET_FRAME_EXTENTS) ++answers_;
             watchChanged_.notify_all();
             return;
         }
@@ -344,14 +343,15 @@ bool X11Connection::windowManagerRoundTrip(std::chrono::steady_clock::time_point
     message.format = 32;
     message.window = sentinelWindow_;
     message.type = ewmh->_NET_REQUEST_FRAME_EXTENTS;
-    auto cookie = xcb_send_event(
-        conn_, 0, root_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-        reinterpret_cast<const char*>(&message));
-    xcb_flush(conn_);
     std::unique_lock<std::mutex> guard(lock_);
+    // Numbered and sent in one step, so that questions reach the window manager in their order.
+    uint64_t question = ++questions_;
+    xcb_send_event(conn_, 0, root_,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(conn_);
     return watchChanged_.wait_until(guard, deadline, [&] {
-        return !alive_ ||
-               (sentinel_.seen && sequenceAtOrAfter(sentinel_.lastSequence, cookie.sequence));
+        return !alive_ || answers_ >= question;
     }) && alive_;
 }
 

@@ -130,8 +130,9 @@ class X11Connection {
 
     // Waits until the window manager has handled every client message this connection sent
     // before the call: it asks the window manager for the frame extents of a private window
-    // (_NET_REQUEST_FRAME_EXTENTS) and waits for the answer, which comes in order. False when the
-    // window manager does not offer the request or does not answer before the deadline.
+    // (_NET_REQUEST_FRAME_EXTENTS) and waits for the answer, which comes in order, after the
+    // answers to the questions asked before. False when the window manager does not offer the
+    // request or does not answer before the deadline.
     bool windowManagerRoundTrip(std::chrono::steady_clock::time_point deadline);
 
     // Every X error the backend meets comes through here: errors of vanished windows are
@@ -173,7 +174,9 @@ class X11Connection {
     mutable std::mutex lock_;  // guards everything below
     std::condition_variable watchChanged_;
     std::map<std::pair<xcb_window_t, xcb_atom_t>, WatchState> watches_;  // NONE: configure
-    WatchState sentinel_;  // the window manager's answers about the sentinel window
+    // Round trips asked and answered. The window manager answers each in turn, so the k-th is
+    // answered with the k-th answer; an earlier answer arriving late does not count for it.
+    uint64_t questions_ = 0, answers_ = 0;
     std::map<xcb_window_t, uint32_t> selected_;
     std::deque<std::vector<uint8_t>> queue_;
     std::vector<X11EventListener*> listeners_;

@@ -34,7 +34,30 @@ int32_t toPixels(double value) {
 
 }  // namespace
 
+void X11WindowServer::noteUnacknowledged(xcb_window_t window,
+                                         std::unique_ptr<X11Connection::WindowWatch> watch,
+                                         uint32_t sequence) {
+    // Window managers that silently drop a request never answer it: give up after a while.
+    constexpr std::chrono::seconds patience{2};
+    std::lock_guard<std::mutex> guard(lock_);
+    unacknowledged_[window] = {std::move(watch), sequence,
+                               std::chrono::steady_clock::now() + patience};
+}
+
+bool X11WindowServer::inFlux(xcb_window_t window) {
+    std::lock_guard<std::mutex> guard(lock_);
+    auto found = unacknowledged_.find(window);
+    if (found == unacknowledged_.end()) return false;
+    auto now = std::chrono::steady_clock::now();
+    if (found->second.watch->waitAfter(found->second.sequence, now) || now >= found->second.until) {
+        unacknowledged_.erase(found);
+        return false;
+    }
+    return true;
+}
+
 std::optional<X11FrameGeometry> X11WindowServer::geometry(xcb_window_t window) {
+    if (inFlux(window)) return std::nullopt;
     xcb_connection_t* c = x11_.xcb();
     auto geometryCookie = xcb_get_geometry(c, window);
     auto translateCookie = xcb_translate_coordinates(c, window, x11_.root(), 0, 0);
@@ -236,7 +259,7 @@ void X11WindowServer::moveResize(xcb_window_t window, const X11FrameGeometry& g,
         client = g.clientSizeFor(*size);
     }
     x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    X11Connection::WindowWatch watch(x11_, window);
+    auto watch = std::make_unique<X11Connection::WindowWatch>(x11_, window);
     // With north-west gravity the window manager puts the frame's outer corner at (x, y).
     auto cookie = xcb_ewmh_request_moveresize_window(
         x11_.ewmh(), x11_.screenNumber(), window, XCB_GRAVITY_NORTH_WEST,
@@ -249,8 +272,9 @@ void X11WindowServer::moveResize(xcb_window_t window, const X11FrameGeometry& g,
     // Once the window manager has handled the request (the round trip), the server holds the new
     // geometry; the ConfigureNotify covers window managers that configure later or cannot
     // answer round trips.
-    x11_.windowManagerRoundTrip(deadline);
-    watch.waitAfter(cookie.sequence, deadline);
+    bool handled = x11_.windowManagerRoundTrip(deadline);
+    bool configured = watch->waitAfter(cookie.sequence, deadline);
+    if (!handled && !configured) noteUnacknowledged(window, std::move(watch), cookie.sequence);
 }
 
 bool X11WindowServer::write(xcb_window_t window, std::optional<Point> position,

@@ -19,6 +19,9 @@
 #include <xcb/xcb.h>
 
 #include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
 
 #include "platform/x11/X11Connection.h"
@@ -58,7 +61,21 @@ class X11WindowServer : public WindowServer {
     void moveResize(xcb_window_t window, const X11FrameGeometry& g, std::optional<Point> position,
                     std::optional<Size> size, Deadline deadline);
 
+    // A write the window manager had not acted on by the timeout (it is busy, say with many
+    // windows mapping at once): until it does, or gives up, the window's geometry is in flux and
+    // reads have no value, so that the old geometry is not taken for the application's answer.
+    struct Unacknowledged {
+        std::unique_ptr<X11Connection::WindowWatch> watch;
+        uint32_t sequence;
+        std::chrono::steady_clock::time_point until;
+    };
+    void noteUnacknowledged(xcb_window_t window, std::unique_ptr<X11Connection::WindowWatch> watch,
+                            uint32_t sequence);
+    bool inFlux(xcb_window_t window);
+
     X11Connection& x11_;
+    std::mutex lock_;  // guards unacknowledged_
+    std::map<xcb_window_t, Unacknowledged> unacknowledged_;
 };
 
 }  // namespace mavo

@@ -114,7 +114,8 @@ TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
                                              std::chrono::milliseconds(200)));
 }
 
-TEST_F(X11NoWindowManagerTest, OnlyWindowsTakenOnAreWindowsAndAWriteNobodyAnswersTakesOneTimeout) {
+TEST_F(X11NoWindowManagerTest,
+       OnlyWindowsTakenOnAreWindowsAndAWriteNobodyAnswersTakesOneTimeoutAndLeavesTheFrameInFlux) {
     xcb_connection_t* c = desktop->connection();
     xcb_window_t w = xcb_generate_id(c);
     xcb_create_window(c, XCB_COPY_FROM_PARENT, w, desktop->root(), 100, 100, 400, 300, 0,
@@ -145,6 +146,14 @@ TEST_F(X11NoWindowManagerTest, OnlyWindowsTakenOnAreWindowsAndAWriteNobodyAnswer
     std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     EXPECT_GE(took.count(), 0.5);
     EXPECT_LT(took.count(), 0.8);
+    // Until someone acts on it, the frame is in flux: no value, rather than the old one.
+    EXPECT_EQ(ax.frame(win(w)), std::nullopt);
+    uint32_t size[] = {800, 600};
+    xcb_configure_window(c, w, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, size);
+    xcb_flush(c);
+    EXPECT_TRUE(TestDesktop::waitUntil([&] {
+        return ax.frame(win(w)) == Rect{100, 100, 800, 600};
+    }));
 }
 
 }  // namespace
