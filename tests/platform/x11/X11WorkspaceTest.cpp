@@ -136,16 +136,16 @@ TEST_F(X11NoWindowManagerTest,
     EXPECT_EQ(ax.string(win(w), Attr::role), "AXWindow");
 
     // Leaving the maximized state, then resizing: with nobody to act on either, the whole write
-    // still ends at the one timeout.
+    // still ends at the one timeout, not at one per step (the margin is for a loaded machine).
     set(w, "_NET_WM_STATE", XCB_ATOM_ATOM,
         {desktop->atom("_NET_WM_STATE_MAXIMIZED_VERT"),
          desktop->atom("_NET_WM_STATE_MAXIMIZED_HORZ")});
-    server.setGlobalMessagingTimeout(0.5);
+    server.setGlobalMessagingTimeout(1.0);
     auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(ax.set(win(w), Attr::size, Size{800, 600}));
     std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(took.count(), 0.5);
-    EXPECT_LT(took.count(), 0.8);
+    EXPECT_GE(took.count(), 1.0);
+    EXPECT_LT(took.count(), 1.8);
     // Until someone acts on it, the frame is in flux: no value, rather than the old one.
     EXPECT_EQ(ax.frame(win(w)), std::nullopt);
     uint32_t size[] = {800, 600};
