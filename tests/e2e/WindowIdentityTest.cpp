@@ -12,7 +12,7 @@ class WindowIdentityTest : public E2ETest {
     // xfwm4 with its compositor: GTK draws its shadows only under a compositing manager. xfwm4
     // reads its settings over a session bus, so the desktop gets a bus of its own.
     bool startCompositingDesktop() {
-        if (!start({.windowManager = false}, false)) return false;
+        if (!start({.windowManager = TestDesktop::WindowManager::none}, false)) return false;
         auto socket = path("run/bus");
         busEnv = {"DBUS_SESSION_BUS_ADDRESS=unix:path=" + socket.string(), "NO_AT_BRIDGE=1"};
         desktop->spawn(
