@@ -1,8 +1,5 @@
 #pragma once
 
-// FakeEventTracker: records every usage event with its properties, thread-safe.
-//   events.count("placement_remembered");  events.named("focus_sized")[0]["display_class"];
-
 #include <mutex>
 #include <string>
 #include <vector>
@@ -11,6 +8,7 @@
 
 namespace mavo::test {
 
+// Records every usage event with its properties; the engine tracks from its own queue.
 class FakeEventTracker final : public EventTracker {
   public:
     struct Event {
@@ -38,11 +36,6 @@ class FakeEventTracker final : public EventTracker {
     }
 
     int count(const std::string& name) const { return static_cast<int>(named(name).size()); }
-
-    void clear() {
-        std::lock_guard<std::mutex> l(mu_);
-        events_.clear();
-    }
 
   private:
     mutable std::mutex mu_;

@@ -1,13 +1,12 @@
 #pragma once
 
-// FakePermissions: an accessibility grant the test switches, counting each kind of call.
-
 #include <atomic>
 
 #include "windowaccess/Permissions.h"
 
 namespace mavo::test {
 
+// An accessibility grant the test switches, counting requests and trips to the settings.
 class FakePermissions final : public Permissions {
   public:
     explicit FakePermissions(bool trusted = true) : trusted_(trusted) {}
@@ -15,12 +14,8 @@ class FakePermissions final : public Permissions {
     void setTrusted(bool trusted) { trusted_ = trusted; }
     int requestTrustCount() const { return requests_; }
     int openSettingsCount() const { return opens_; }
-    int isTrustedCount() const { return checks_; }
 
-    bool isTrusted() override {
-        ++checks_;
-        return trusted_;
-    }
+    bool isTrusted() override { return trusted_; }
     bool requestTrust() override {
         ++requests_;
         return trusted_;
@@ -29,7 +24,7 @@ class FakePermissions final : public Permissions {
 
   private:
     std::atomic<bool> trusted_;
-    std::atomic<int> requests_{0}, opens_{0}, checks_{0};
+    std::atomic<int> requests_{0}, opens_{0};
 };
 
 }  // namespace mavo::test

@@ -1,8 +1,5 @@
 #pragma once
 
-// FakeWindowList: the window server's own on-screen list as the test sets it; starts empty and
-// readable, and setUnreadable() makes the read fail.
-
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -11,16 +8,12 @@
 
 namespace mavo::test {
 
+// The window server's own on-screen list as the test sets it; starts empty and readable.
 class FakeWindowList final : public WindowListSource {
   public:
     void setEntries(std::vector<WindowListEntry> entries) {
         std::lock_guard l(mu_);
         entries_ = std::move(entries);
-    }
-    void add(WindowListEntry entry) {
-        std::lock_guard l(mu_);
-        if (!entries_) entries_.emplace();
-        entries_->push_back(entry);
     }
     void setUnreadable() {
         std::lock_guard l(mu_);

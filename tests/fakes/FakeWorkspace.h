@@ -1,8 +1,5 @@
 #pragma once
 
-// FakeWorkspace: running and installed applications as the test scripts them. One mutex guards
-// everything, so the engine may read while the test thread changes it.
-
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -14,17 +11,13 @@
 
 namespace mavo::test {
 
+// Running and installed applications as the test scripts them; the engine may read while the
+// test thread changes them.
 class FakeWorkspace final : public Workspace {
   public:
     void addRunning(RunningApplication app) {
         std::lock_guard l(mu_);
         running_.push_back(std::move(app));
-    }
-
-    void removeRunning(int32_t pid) {
-        std::lock_guard l(mu_);
-        std::erase_if(running_, [pid](const RunningApplication& a) { return a.pid == pid; });
-        if (frontmost_ == pid) frontmost_.reset();
     }
 
     void setRunning(std::vector<RunningApplication> apps) {

@@ -87,11 +87,6 @@ TEST(Geo, DisplayClassThresholdsAndRawValues) {
     EXPECT_EQ(displayClassFromRaw("Ultrawide"), std::nullopt);
 }
 
-TEST(Geo, FlipMirrorsAboutTheAxis) {
-    EXPECT_EQ(Geo::flip({0, 0, 1920, 1055}, 1080), (Rect{0, 25, 1920, 1055}));
-    EXPECT_EQ(Geo::flip({0, 1080, 2560, 1440}, 1080), (Rect{0, -1440, 2560, 1440}));
-}
-
 TEST(Geo, CenterDefaultSizeForFixedFocusAndUtilityWindows) {
     const Size natural{700, 500};
     auto size = [&](bool fixed, bool focus, double cap) {

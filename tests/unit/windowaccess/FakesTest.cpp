@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "fakes/FakeWindowServer.h"
-#include "fakes/FakeWorkspace.h"
 #include "windowaccess/AX.h"
 
 namespace mavo {
@@ -57,7 +56,6 @@ TEST_F(FakesTest, SizeWritesFollowTheWindowsBehaviour) {
     EXPECT_EQ(resize(ResizeBehaviour::cells(9, 18, 2, 24), {722, 384}), R(true, {722, 384}));
     EXPECT_EQ(resize(ResizeBehaviour::overshoot(3, 0), {1436, 875}), R(true, {1439, 875}));
     EXPECT_EQ(resize(ResizeBehaviour::refuse(false), {900, 900}), R(true, {500, 400}));
-    EXPECT_EQ(resize(ResizeBehaviour::maxSize({1000, 700}), {1440, 600}), R(true, {1000, 600}));
     EXPECT_EQ(resize(ResizeBehaviour::fixedSize(), {900, 900}), R(false, {500, 400}));
     EXPECT_FALSE(ax.isSettable(last, Attr::size));
     EXPECT_EQ(ws.sizeWrites(last).size(), 1u);  // refused writes are logged too
@@ -78,15 +76,6 @@ TEST_F(FakesTest, FightingWindowRevertsTheWholeBurstAfterItsReads) {
     ax.set(w, Attr::size, Size{1440, 875});
     ws.setFrame(w, {100, 100, 600, 500});  // a hand move cancels the revert
     EXPECT_EQ(ax.frame(w), (Rect{100, 100, 600, 500}));
-}
-
-TEST(FakeWorkspace, FrontmostIsLookedUpAmongTheRunning) {
-    test::FakeWorkspace ws;
-    ws.addRunning({43, std::nullopt, "helper", ActivationPolicy::accessory});
-    ws.setFrontmost(43);
-    EXPECT_EQ(ws.frontmostApplication()->pid, 43);
-    ws.removeRunning(43);
-    EXPECT_EQ(ws.frontmostApplication(), std::nullopt);
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ TEST(WindowProbe, SkipsOtherLayersAndEntriesWithoutBoundsButKeepsMissingLayers) 
     EXPECT_EQ(WindowProbe::spaceVerdict(list, ax, kPid, 4),
               "ax=(0,0 1000x800) cg=none — no CG ground-truth window matched (can't classify "
               "space)");
-    list.add({kPid, std::nullopt, Rect{1, 2, 300, 200}});
+    list.setEntries({{kPid, 3, ax}, {kPid, std::nullopt, Rect{1, 2, 300, 200}}});
     EXPECT_EQ(bounds(list, ax), (Rect{1, 2, 300, 200}));
     list.setUnreadable();
     EXPECT_EQ(bounds(list, ax), std::nullopt);
