@@ -9,6 +9,7 @@ packages=(
     libxcb1-dev libxcb-randr0-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-xinput-dev
     libxcb-res0-dev libxcb-util-dev libdbusmenu-glib-dev
     xvfb openbox xdotool xterm x11-xserver-utils x11-utils dbus imagemagick python3
+    librsvg2-bin debhelper dpkg-dev lintian desktop-file-utils appstream xfce4-panel
 )
 
 missing=()
