@@ -13,6 +13,8 @@ packages=(
     xfwm4 xfce4-panel marco mate-settings-daemon-common mutter fluxbox
     # a real GTK 3 header-bar application
     gtk-3-examples
+    # icons, the Debian package and its checks
+    librsvg2-bin debhelper dpkg-dev lintian desktop-file-utils appstream
 )
 
 missing=()

@@ -3,8 +3,8 @@
 #
 # With a reachable $DISPLAY, Mavo runs there in the foreground (Ctrl-C ends it the orderly way).
 # Without one (a fresh server, CI) it starts a virtual desktop of its own: Xvfb at 1920×1080 with
-# Openbox, a private session bus, an xterm and two of the project's test windows, then Mavo on
-# it. It prints the diagnostic log as it grows, saves a screenshot of the desktop after a few
+# Openbox, a private session bus, an Xfce panel whose tray shows Mavo's icon, a window Mavo
+# maximizes, one snapped into the left half and one of fixed size, then Mavo on it. It prints the diagnostic log as it grows, saves a screenshot of the desktop after a few
 # seconds and prints its path. Ctrl-C stops everything it started. The virtual desktop keeps its
 # settings and placements in a scratch folder, never in the home folder.
 #
@@ -80,17 +80,73 @@ for _ in $(seq 100); do
 done
 echo "== desktop $DISPLAY is up"
 
-xterm -T "Terminal" -geometry 80x24+120+80 -e sh -c 'echo "Mavo demo terminal"; exec sleep 86400' &
-pids+=($!)
-if [ -x "$client" ]; then
-    "$client" --title "Demo window" --class DemoApp --geometry 640x420+500+300 >/dev/null &
+# A real panel along the top with a StatusNotifier tray, where Mavo's icon appears.
+panel_xml=$XDG_CONFIG_HOME/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml
+mkdir -p "$(dirname "$panel_xml")"
+cat >"$panel_xml" <<'XML'
+<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfce4-panel" version="1.0">
+  <property name="configver" type="int" value="2"/>
+  <property name="panels" type="array">
+    <value type="int" value="1"/>
+    <property name="panel-1" type="empty">
+      <property name="position" type="string" value="p=6;x=0;y=0"/>
+      <property name="length" type="uint" value="100"/>
+      <property name="position-locked" type="bool" value="true"/>
+      <property name="size" type="uint" value="32"/>
+      <property name="icon-size" type="uint" value="24"/>
+      <property name="plugin-ids" type="array">
+        <value type="int" value="1"/>
+        <value type="int" value="2"/>
+        <value type="int" value="3"/>
+        <value type="int" value="4"/>
+      </property>
+    </property>
+  </property>
+  <property name="plugins" type="empty">
+    <property name="plugin-1" type="string" value="tasklist"/>
+    <property name="plugin-2" type="string" value="separator">
+      <property name="expand" type="bool" value="true"/>
+      <property name="style" type="uint" value="0"/>
+    </property>
+    <property name="plugin-3" type="string" value="systray"/>
+    <property name="plugin-4" type="string" value="clock"/>
+  </property>
+</channel>
+XML
+if command -v xfce4-panel >/dev/null; then
+    xfce4-panel --disable-wm-check >"$scratch/panel.log" 2>&1 &
     pids+=($!)
-    "$client" --kind fixed --title "Fixed-size window" --class FixedApp \
-        --geometry 420x260+1300+700 >/dev/null &
-    pids+=($!)
+    for _ in $(seq 100); do
+        xprop -root _NET_WORKAREA 2>/dev/null | grep -q ", 0, 32," && break
+        sleep 0.1
+    done
 else
-    xterm -T "Second terminal" -geometry 60x15+700+400 -e sleep 86400 &
+    echo "== (xfce4-panel is not installed; the desktop has no tray)"
+fi
+
+# Three windows that show what Mavo does: one it maximizes, one snapped into the left half (yours,
+# left alone) and one whose size cannot change (centred at the top). The demo client is used when
+# it built.
+demo() {  # title class geometry [client options]
+    if [ -x "$client" ]; then
+        "$client" --title "$1" --class "$2" --geometry "$3" "${@:4}" >/dev/null &
+    else
+        xterm -T "$1" -geometry 80x24 -e sleep 86400 &
+    fi
     pids+=($!)
+}
+demo "Maximized by Mavo" DemoApp 640x420+500+300
+# The left half of the area below the panel, outer frame included: Openbox adds its decorations.
+demo "Snapped to the left half" SnappedApp 900x900+0+40
+demo "Fixed size, top-centred" FixedApp 420x260+1300+700 --kind fixed
+sleep 1
+snapped=$(xdotool search --sync --name "Snapped to the left half" | head -n1)
+if [ -n "$snapped" ]; then
+    read -r l r t b < <(xprop -id "$snapped" _NET_FRAME_EXTENTS | tr -dc '0-9 ' | xargs)
+    read -r _ top _ height < <(xprop -root _NET_WORKAREA | tr -dc '0-9 ' | xargs)
+    xdotool windowsize "$snapped" $((960 - l - r)) $((height - t - b))
+    xdotool windowmove "$snapped" 0 "$top"
 fi
 
 echo "== starting Mavo; its diagnostic log follows"
@@ -100,7 +156,12 @@ mavo_pid=$!
 tail -n +1 -F /tmp/mavo-diag.log 2>/dev/null &
 tail_pid=$!
 
-sleep 4
+sleep 3
+# Bring the arranged windows in front of the maximized one for the picture.
+for title in "Snapped to the left half" "Fixed size, top-centred"; do
+    xdotool search --name "$title" windowactivate 2>/dev/null || true
+done
+sleep 1
 shot=$scratch/desktop.png
 if import -display "$DISPLAY" -window root "$shot" 2>"$scratch/import.log"; then
     echo "== screenshot of the desktop: $shot"

@@ -29,6 +29,15 @@ if ctest --test-dir build/release -N -L e2e | grep -q "Total Tests: [1-9]"; then
     (cd build/release && ctest --output-on-failure -L e2e)
 fi
 
+echo "== packaging: desktop entry, metainfo, Debian package"
+desktop-file-validate packaging/com.quastorn.mavo.desktop
+appstreamcli validate --no-net packaging/com.quastorn.mavo.metainfo.xml
+pkg_out=$(mktemp -d /tmp/mavo-test-package.XXXXXX)
+deb=$(bash scripts/package.sh "$pkg_out" | tail -n 1)
+# Errors fail the run; warnings are shown.
+lintian --fail-on error "$deb"
+rm -rf "$pkg_out"
+
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
 configure build/asan -DMAVO_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug -DMAVO_BUNDLE_CORE=OFF
 cmake --build build/asan -j "$jobs"

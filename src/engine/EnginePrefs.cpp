@@ -1,5 +1,4 @@
 #include "app/Diag.h"
-#include "engine/EngineLists.h"
 #include "engine/MaximizeEngine.h"
 
 namespace mavo {
@@ -48,7 +47,7 @@ void MaximizeEngine::loadPrefs() {
     // Each built-in exclusion is offered once, when first found installed; one the user removes
     // later is never added back. One not installed yet waits for a later launch.
     std::set<std::string> fresh;
-    for (const auto& id : defaultExcludedBundleIDs()) {
+    for (const auto& id : env_.builtIns.defaultExcluded) {
         if (!seeded.count(id) && env_.workspace.isInstalled(id)) fresh.insert(id);
     }
     if (!fresh.empty()) {

@@ -2,7 +2,6 @@
 
 #include "app/Diag.h"
 #include "common/Utf8.h"
-#include "engine/EngineLists.h"
 #include "engine/MaximizeEngine.h"
 
 namespace mavo {
@@ -31,7 +30,7 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
 
         bool inExcluded = lockedContains(_excluded, bid);
         bool inTopCenterApps = lockedContains(_topCenterApps, bid);
-        bool isDefaultExcluded = defaultExcludedBundleIDs().count(bid) > 0;
+        bool isDefaultExcluded = env_.builtIns.defaultExcluded.count(bid) > 0;
         // Global top-center mode brings back only excluded apps from the built-in list; an app
         // the user excluded by hand returns only through its own top-center entry.
         if (inExcluded && !inTopCenterApps && !(isDefaultExcluded && topCenterMode)) continue;

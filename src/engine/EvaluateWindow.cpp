@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "app/Diag.h"
-#include "engine/EngineLists.h"
 #include "engine/MaximizeEngine.h"
 #include "engine/RectStr.h"
 #include "geometry/Geo.h"
@@ -71,7 +70,7 @@ struct MaximizeEngine::WindowContext {
         if (!display) return std::nullopt;
         if (state->topCenterSize) return state->topCenterSize;
         bool sizeFixed = !env().ax.isSettable(element, Attr::size);
-        double cap = wideFocusApps().count(bid) ? T.focusWidthWide : T.focusWidthDefault;
+        double cap = env().builtIns.wideFocus.count(bid) ? T.focusWidthWide : T.focusWidthDefault;
         return Geo::centerDefaultSize(sizeFixed, kind == CenterKind::focus, frame.size(),
                                       display->visibleFrame, T.topCenterFillW, T.topCenterFillH,
                                       cap, T.focusMaxFraction, T.focusFillH);

@@ -2,8 +2,6 @@
 
 #include <thread>
 
-#include "engine/EngineLists.h"
-
 namespace mavo {
 
 std::shared_ptr<MaximizeEngine> MaximizeEngine::create(EngineEnvironment env) {
@@ -12,7 +10,7 @@ std::shared_ptr<MaximizeEngine> MaximizeEngine::create(EngineEnvironment env) {
 
 MaximizeEngine::MaximizeEngine(EngineEnvironment env)
     : env_(std::move(env)),
-      cellSnapApps_(builtInCellSnapApps()),
+      cellSnapApps_(env_.builtIns.cellSized),
       queue_(std::make_unique<SerialQueue>(queueLabel)) {}
 
 MaximizeEngine::~MaximizeEngine() {

@@ -16,6 +16,7 @@
 #include "common/Clock.h"
 #include "common/SerialQueue.h"
 #include "common/UserDefaults.h"
+#include "engine/BuiltInApps.h"
 #include "engine/DragMonitor.h"
 #include "engine/EngineTypes.h"
 #include "geometry/ScreenCache.h"
@@ -38,6 +39,7 @@ struct EngineEnvironment {
     const Clock& clock;
     WindowListSource& windowList;
     std::string selfBundleID;
+    BuiltInApps builtIns{};  // none unless the platform supplies its lists
 };
 
 // Keeps ordinary windows maximized to their display's visible frame, except those the user

@@ -1,20 +1,32 @@
-# Installs the build into a scratch prefix and checks that the program, its desktop entry and its
-# icon land in the standard places, and that the installed program runs.
-#   cmake -DBUILD_DIR=... -DPREFIX=... -P InstallCheck.cmake
+# Installs the build into a scratch prefix and checks that the program and everything the desktop
+# finds it by land in the standard places, and that the installed program runs.
+#   cmake -DBUILD_DIR=... -DPREFIX=... -DPNG_ICONS=ON|OFF -P InstallCheck.cmake
 file(REMOVE_RECURSE ${PREFIX})
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFIX}
                 RESULT_VARIABLE status OUTPUT_QUIET)
 if(NOT status EQUAL 0)
     message(FATAL_ERROR "cmake --install failed: ${status}")
 endif()
-foreach(f bin/mavo share/applications/mavo.desktop share/icons/hicolor/scalable/apps/mavo.svg
-        share/bash-completion/completions/mavo)
+set(icons share/icons/hicolor)
+set(expected bin/mavo share/applications/com.quastorn.mavo.desktop
+    share/metainfo/com.quastorn.mavo.metainfo.xml share/man/man1/mavo.1
+    share/mavo/help/index.html share/bash-completion/completions/mavo
+    ${icons}/scalable/apps/com.quastorn.mavo.svg
+    ${icons}/symbolic/apps/com.quastorn.mavo-symbolic.svg
+    ${icons}/symbolic/apps/com.quastorn.mavo-paused-symbolic.svg)
+if(PNG_ICONS)
+    foreach(size 16 22 24 32 48 64 128 256)
+        list(APPEND expected ${icons}/${size}x${size}/apps/com.quastorn.mavo.png)
+    endforeach()
+endif()
+foreach(f ${expected})
     if(NOT EXISTS ${PREFIX}/${f})
         message(FATAL_ERROR "not installed: ${f}")
     endif()
 endforeach()
-file(READ ${PREFIX}/share/applications/mavo.desktop entry)
-foreach(line "[Desktop Entry]" "Type=Application" "Exec=mavo" "Icon=mavo")
+file(READ ${PREFIX}/share/applications/com.quastorn.mavo.desktop entry)
+foreach(line "[Desktop Entry]" "Type=Application" "Exec=mavo\n" "Icon=com.quastorn.mavo\n"
+        "Exec=mavo pause" "Exec=mavo resume" "Exec=mavo maximize-all" "Exec=mavo quit")
     string(FIND "${entry}" "${line}" at)
     if(at EQUAL -1)
         message(FATAL_ERROR "the desktop entry lacks ${line}")

@@ -106,9 +106,13 @@ class EngineHarness {
     std::unique_ptr<PlacementStore> store;
     std::shared_ptr<MaximizeEngine> engine;
 
+    // The tests' own built-in lists.
+    BuiltInApps builtIns{
+        {"Calculator", "Chat", "Home", "Notes"}, {"Browser"}, {"Console", "Terminal"}};
+
     EngineEnvironment environment() {
-        return EngineEnvironment{ax,     workspace, screens, *store,     drag,
-                                 events, defaults,  clock,   windowList, selfBundleID_};
+        return EngineEnvironment{ax,       workspace, screens,    *store,        drag,    events,
+                                 defaults, clock,     windowList, selfBundleID_, builtIns};
     }
 
     // A new engine with the settings loaded, as at application launch (the timer is not started:

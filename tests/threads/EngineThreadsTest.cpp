@@ -14,10 +14,9 @@ namespace {
 
 TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
     EngineHarness h({primary1080(), rightOf(primary1080(), 2560, 1440, "BIG", 0)});
-    h.workspace.addInstalled("com.apple.TextEdit", "TextEdit");
+    h.workspace.addInstalled("Notes", "Notes");
     h.launch();
-    std::vector<std::string> apps = {"com.example.a", "com.example.b", "com.apple.TextEdit",
-                                     "com.apple.Terminal"};
+    std::vector<std::string> apps = {"com.example.a", "com.example.b", "Notes", "Terminal"};
     std::vector<WindowHandle> windows;
     for (const auto& bid : apps) {
         int32_t pid = h.addApp(bid);

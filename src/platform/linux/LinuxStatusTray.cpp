@@ -22,7 +22,8 @@ namespace fs = std::filesystem;
 
 bool holdsIcons(const fs::path& dir) {
     std::error_code ec;
-    return fs::exists(dir / "hicolor/scalable/apps/mavo.svg", ec);
+    return fs::exists(
+        dir / "hicolor/symbolic/apps" / (std::string(StatusNotifierItem::activeIcon) + ".svg"), ec);
 }
 
 // Everything the controller leans on, destroyed in reverse order after it.

@@ -32,7 +32,8 @@ struct LinuxTrayServices {
     std::function<void()> terminate;
     std::string selfBundleID;
     std::optional<std::string> shortVersion;
-    // Folder holding hicolor/scalable/apps/mavo.svg; empty means look for it (iconThemePath()).
+    // Folder holding hicolor/symbolic/apps/com.quastorn.mavo-symbolic.svg; empty means look for it
+    // (iconThemePath()).
     std::string iconThemePath;
     RememberedPlacements* placements;
     // Opens the diagnostic log; none opens it with the desktop's default application.

@@ -145,7 +145,7 @@ struct StatusNotifierItem::Glue {
 StatusNotifierItem::StatusNotifierItem(Options options)
     : options_(std::move(options)),
       busName_("org.kde.StatusNotifierItem-" + std::to_string(getpid()) + "-1") {
-    iconName_ = options_.haveOwnIcons ? "mavo" : "preferences-system-windows";
+    iconName_ = options_.haveOwnIcons ? activeIcon : "preferences-system-windows";
     iconDescription_ = "Mavo";
     cancellable_ = g_cancellable_new();
 }
@@ -215,7 +215,7 @@ void StatusNotifierItem::setIcon(const StatusIcon& icon) {
     } else if (!options_.haveOwnIcons) {
         name = "preferences-system-windows";
     } else {
-        name = icon.dimmed ? "mavo-paused" : "mavo";
+        name = icon.dimmed ? pausedIcon : activeIcon;
     }
     iconDescription_ = icon.description == "Mavo" ? "" : icon.description;
     if (name == iconName_) return;

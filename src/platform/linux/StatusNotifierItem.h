@@ -14,12 +14,15 @@ namespace mavo {
 // StatusNotifierWatcher whenever one is on the bus, so a tray started after Mavo still shows it.
 // Hidden means Status "Passive": the host keeps the item but does not draw it.
 //
-// Icons are theme names looked up in `iconThemePath` (a folder holding hicolor/...): "mavo" for
-// the elephant, "mavo-paused" for the dimmed elephant and the standard "dialog-warning".
+// Icons are theme names looked up in `iconThemePath` (a folder holding hicolor/...): symbolic
+// elephants, which the host draws in its panel's text colour so they show on dark and light
+// panels alike, one with a pause sign while paused, and the standard "dialog-warning".
 class StatusNotifierItem final : public StatusItem {
   public:
     static constexpr const char* objectPath = "/StatusNotifierItem";
     static constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
+    static constexpr const char* activeIcon = "com.quastorn.mavo-symbolic";
+    static constexpr const char* pausedIcon = "com.quastorn.mavo-paused-symbolic";
 
     struct Options {
         std::string id = "mavo";

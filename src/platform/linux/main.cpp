@@ -27,8 +27,10 @@
 #include "platform/linux/DbusControl.h"
 #include "platform/linux/DesktopApps.h"
 #include "platform/linux/GLibShellLoop.h"
+#include "platform/linux/HelpPage.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/LinuxAnalytics.h"
+#include "platform/linux/LinuxBuiltInApps.h"
 #include "platform/linux/LinuxStatusTray.h"
 #include "platform/linux/SessionCheck.h"
 #include "platform/linux/XdgAutostart.h"
@@ -146,7 +148,7 @@ int runMavo() {
     X11Workspace workspace(*x11, [](const std::string& bid) { return DesktopApps::name(bid); });
     X11WindowList windowList(*x11);
     X11InputSource input(*x11);
-    X11Permissions permissions(x11.get());
+    X11Permissions permissions(x11.get(), {}, helpPageURI());
 
     EngineEnvironment engineEnv{ax,
                                 workspace,
@@ -157,7 +159,8 @@ int runMavo() {
                                 defaults,
                                 SystemClock::shared(),
                                 windowList,
-                                selfBundleID};
+                                selfBundleID,
+                                linuxBuiltInApps()};
     AppServices services{ax,
                          displays,
                          screens,

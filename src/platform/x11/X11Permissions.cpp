@@ -14,8 +14,10 @@ extern char** environ;
 
 namespace mavo {
 
-X11Permissions::X11Permissions(X11Connection* x11, Opener opener)
-    : x11_(x11), opener_(opener ? std::move(opener) : Opener(&X11Permissions::openWithXdgOpen)) {}
+X11Permissions::X11Permissions(X11Connection* x11, Opener opener, std::string helpURL)
+    : x11_(x11),
+      opener_(opener ? std::move(opener) : Opener(&X11Permissions::openWithXdgOpen)),
+      helpURL_(std::move(helpURL)) {}
 
 bool X11Permissions::isTrusted() {
     if (!x11_ || !x11_->isAlive()) return false;
@@ -45,7 +47,7 @@ bool X11Permissions::requestTrust() {
 }
 
 void X11Permissions::openSettings() {
-    opener_(helpURL);
+    if (!helpURL_.empty()) opener_(helpURL_);
 }
 
 void X11Permissions::openWithXdgOpen(const std::string& url) {

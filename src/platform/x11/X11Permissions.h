@@ -15,11 +15,11 @@ namespace mavo {
 
 class X11Permissions : public Permissions {
   public:
-    static constexpr const char* helpURL = "https://mavo.invalid/help/x11";
     // Opens a URL for the user; the default runs `xdg-open URL` detached.
     using Opener = std::function<void(const std::string& url)>;
 
-    explicit X11Permissions(X11Connection* x11, Opener opener = {});
+    // `helpURL` is the installed page on what Mavo needs, which openSettings() opens.
+    explicit X11Permissions(X11Connection* x11, Opener opener = {}, std::string helpURL = {});
 
     bool isTrusted() override;
     bool requestTrust() override;
@@ -30,6 +30,7 @@ class X11Permissions : public Permissions {
   private:
     X11Connection* x11_;
     Opener opener_;
+    std::string helpURL_;
 };
 
 }  // namespace mavo

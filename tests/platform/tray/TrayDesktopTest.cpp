@@ -49,7 +49,7 @@ TEST(TrayDesktop, PointerShowsTheIconAndTheMenuPausesTheRealEngineAndForcesAPass
     ASSERT_TRUE(item.aboutToShow());
     item.send(item.find("Pause"));
     ASSERT_TRUE(pump([&] { return settings().value("paused", false); }));
-    EXPECT_TRUE(item.becomes("IconName", "mavo-paused"));
+    EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
     // Paused, the engine leaves a new window as it is...
     auto client = desktop.startClient(
         {"--title", "Notes", "--class", "TrayNotes", "--geometry", "400x300+100+100"});

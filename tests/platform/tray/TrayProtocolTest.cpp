@@ -92,19 +92,21 @@ TEST(TrayProtocol, HostReadsTheItemAndItsMenuAndClicksReachTheEngine) {
     Connected c;
     auto& item = c.item;
     EXPECT_EQ(c.mavo.diagLinesWith("without an icon"), 0);
-    for (auto [name, value] : {std::pair{"Id", "mavo"},
-                               {"Title", "Mavo"},
-                               {"Category", "ApplicationStatus"},
-                               {"Status", "Active"},
-                               {"IconName", "mavo"},
-                               {"AttentionIconName", "dialog-warning"},
-                               {"Menu", "/MenuBar"},
-                               {"ItemIsMenu", "true"},
-                               {"ToolTip", "('mavo', [], 'Mavo: auto-maximize windows', '')"}})
+    for (auto [name, value] :
+         {std::pair{"Id", "mavo"},
+          {"Title", "Mavo"},
+          {"Category", "ApplicationStatus"},
+          {"Status", "Active"},
+          {"IconName", "com.quastorn.mavo-symbolic"},
+          {"AttentionIconName", "dialog-warning"},
+          {"Menu", "/MenuBar"},
+          {"ItemIsMenu", "true"},
+          {"ToolTip", "('com.quastorn.mavo-symbolic', [], 'Mavo: auto-maximize windows', '')"}})
         EXPECT_EQ(item.property(name), value) << name;
     fs::path theme = item.property("IconThemePath").value_or("");
-    for (const char* icon : {"mavo.svg", "mavo-paused.svg"})
-        EXPECT_TRUE(fs::exists(theme / "hicolor/scalable/apps" / icon)) << theme << icon;
+    for (const char* icon :
+         {"com.quastorn.mavo-symbolic.svg", "com.quastorn.mavo-paused-symbolic.svg"})
+        EXPECT_TRUE(fs::exists(theme / "hicolor/symbolic/apps" / icon)) << theme << icon;
 
     EXPECT_EQ(item.rows(),
               (Rows{"Mavo: active (off)",
@@ -141,7 +143,7 @@ TEST(TrayProtocol, HostReadsTheItemAndItsMenuAndClicksReachTheEngine) {
     ASSERT_TRUE(c.mavo.logged("event:app_paused"));
     EXPECT_EQ(c.mavo.lines(), (Rows{"ready", "engine:setPaused(true)", "engine:persistPaused",
                                     "event:app_paused"}));
-    EXPECT_TRUE(item.becomes("IconName", "mavo-paused"));
+    EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
     EXPECT_TRUE(pump([&] { return std::ranges::count(item.signals, "NewIcon") > 0; }));
     // The next opening shows the new state.
     ASSERT_TRUE(item.aboutToShow());

@@ -103,11 +103,12 @@ class X11NoWindowManagerTest : public X11Fixture {
 
 TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
     std::vector<std::string> opened;
-    X11Permissions permissions(x11.get(), [&](const std::string& url) { opened.push_back(url); });
+    X11Permissions permissions(
+        x11.get(), [&](const std::string& url) { opened.push_back(url); }, "file:///help.html");
     EXPECT_FALSE(permissions.isTrusted());
     EXPECT_FALSE(permissions.requestTrust());
     permissions.openSettings();
-    EXPECT_THAT(opened, ElementsAre(X11Permissions::helpURL));
+    EXPECT_THAT(opened, ElementsAre("file:///help.html"));
     EXPECT_THAT(X11Workspace(*x11).runningApplications(), IsEmpty());
     EXPECT_FALSE(X11Workspace(*x11).frontmostApplication());
     EXPECT_FALSE(x11->windowManagerRoundTrip(std::chrono::steady_clock::now() +

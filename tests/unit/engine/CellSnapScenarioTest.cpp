@@ -28,7 +28,7 @@ TEST(CellSnapScenario, TerminalIsLearntAcceptedAsFillingAndRememberedAcrossLaunc
                                 "apply \"bash\" target=(0.0,25.0 1920.0×1055.0) achieved=(0.0,25.0 "
                                 "1919.0×1050.0) Δw=1.0 Δh=5.0 iters=0 mem=false"}));
     EXPECT_EQ(h.defaults.strings("cellSnapApps"),
-              (std::vector<std::string>{"com.apple.Terminal", "com.googlecode.iterm2", kTerm}));
+              (std::vector<std::string>{"Console", "Terminal", kTerm}));
     EXPECT_TRUE(h.engine->cellSnapAppsSnapshot().count(kTerm));
     EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
 
@@ -90,7 +90,7 @@ TEST(CellSnapScenario, NamesThatAreNotUtf8AreLearntAndRememberedRepaired) {
 TEST(CellSnapScenario, BuiltInTerminalsAreAcceptedWithoutLearning) {
     EngineHarness h;
     h.launch();
-    int32_t pid = h.addApp("com.apple.Terminal");
+    int32_t pid = h.addApp("Terminal");
     auto w = h.addWindow(pid, "zsh", {2, 27, 1910, 1040});  // 10 and 13 points short
     h.tick();
     h.step();

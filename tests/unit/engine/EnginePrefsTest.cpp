@@ -13,20 +13,19 @@ using Strings = std::vector<std::string>;
 
 TEST(EnginePrefs, FirstLaunchSeedsInstalledBuiltInExclusionsOnce) {
     EngineHarness h;
-    h.workspace.addInstalled("com.apple.calculator", "Calculator");
-    h.workspace.addInstalled("com.apple.TextEdit", "TextEdit");
-    h.workspace.addInstalled("com.apple.FaceTime", "FaceTime");
+    h.workspace.addInstalled("Calculator", "Calculator");
+    h.workspace.addInstalled("Notes", "Notes");
+    h.workspace.addInstalled("Chat", "Chat");
     h.workspace.addInstalled("com.example.editor", "Editor");
     h.launch();
 
-    Strings seeded{"com.apple.FaceTime", "com.apple.TextEdit", "com.apple.calculator"};
+    Strings seeded{"Calculator", "Chat", "Notes"};
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), seeded);
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), seeded);
-    EXPECT_EQ(h.logLines(),
-              (Strings{"seeded default excludes: "
-                       "com.apple.FaceTime,com.apple.TextEdit,com.apple.calculator"}));
+    EXPECT_EQ(h.logLines(), (Strings{"seeded default excludes: "
+                                     "Calculator,Chat,Notes"}));
     MaximizeEngine& e = *h.engine;
-    EXPECT_TRUE(e.excludesBundleID("com.apple.TextEdit"));
+    EXPECT_TRUE(e.excludesBundleID("Notes"));
     EXPECT_FALSE(e.excludesBundleID("com.example.editor"));
     EXPECT_TRUE(e.topCenterMode());
     EXPECT_TRUE(e.focusSizeBigDisplays());
@@ -39,33 +38,31 @@ TEST(EnginePrefs, FirstLaunchSeedsInstalledBuiltInExclusionsOnce) {
     h.relaunch();
     EXPECT_TRUE(h.defaults.writtenKeys().empty());
     EXPECT_TRUE(h.linesSince(mark).empty());
-    EXPECT_TRUE(h.engine->excludesBundleID("com.apple.FaceTime"));
+    EXPECT_TRUE(h.engine->excludesBundleID("Chat"));
 }
 
 TEST(EnginePrefs, ExclusionTheUserRemovedIsNeverAddedBack) {
     EngineHarness h;
-    h.workspace.addInstalled("com.apple.TextEdit", "TextEdit");
+    h.workspace.addInstalled("Notes", "Notes");
     h.launch();
-    h.engine->toggleExclusion("com.apple.TextEdit");
-    EXPECT_FALSE(h.engine->excludesBundleID("com.apple.TextEdit"));
+    h.engine->toggleExclusion("Notes");
+    EXPECT_FALSE(h.engine->excludesBundleID("Notes"));
     h.relaunch();
     h.relaunch();
-    EXPECT_FALSE(h.engine->excludesBundleID("com.apple.TextEdit"));
+    EXPECT_FALSE(h.engine->excludesBundleID("Notes"));
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Strings{});
 }
 
 TEST(EnginePrefs, BuiltInExclusionInstalledLaterIsOfferedOnALaterLaunch) {
     EngineHarness h;
-    h.workspace.addInstalled("com.apple.TextEdit", "TextEdit");
+    h.workspace.addInstalled("Notes", "Notes");
     h.launch();
-    h.workspace.addInstalled("com.apple.Home", "Home");
+    h.workspace.addInstalled("Home", "Home");
     size_t mark = h.logMark();
     h.relaunch();
-    EXPECT_EQ(h.linesSince(mark), (Strings{"seeded default excludes: com.apple.Home"}));
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"),
-              (Strings{"com.apple.Home", "com.apple.TextEdit"}));
-    EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"),
-              (Strings{"com.apple.Home", "com.apple.TextEdit"}));
+    EXPECT_EQ(h.linesSince(mark), (Strings{"seeded default excludes: Home"}));
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), (Strings{"Home", "Notes"}));
+    EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), (Strings{"Home", "Notes"}));
 }
 
 TEST(EnginePrefs, TopCenterModeFallsBackToTheOlderKey) {
@@ -106,9 +103,8 @@ TEST(EnginePrefs, StoredValuesAreLoadedAndWrongTypesReadAsAbsentOrEmpty) {
     EXPECT_TRUE(e.excludedBundleIDs().empty());
     EXPECT_FALSE(e.topCentersBundleID("a"));
     EXPECT_TRUE(e.maximizesBundleID("com.example.big"));
-    EXPECT_EQ(
-        e.cellSnapAppsSnapshot(),
-        (std::set<std::string>{"com.apple.Terminal", "com.googlecode.iterm2", "org.example.term"}));
+    EXPECT_EQ(e.cellSnapAppsSnapshot(),
+              (std::set<std::string>{"Console", "Terminal", "org.example.term"}));
 }
 
 TEST(EnginePrefs, SettersDoNotPersistButPersistOperationsDo) {

@@ -106,12 +106,12 @@ TEST(EngineTick, OnlyStandardVisibleMovableWindowsAreCandidates) {
 
 TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
     EngineHarness h;
-    h.workspace.addInstalled("com.apple.TextEdit", "TextEdit");
+    h.workspace.addInstalled("Notes", "Notes");
     h.launch();
-    ASSERT_TRUE(h.engine->excludesBundleID("com.apple.TextEdit"));
+    ASSERT_TRUE(h.engine->excludesBundleID("Notes"));
     h.engine->toggleExclusion(kEditor);
 
-    auto textEdit = h.addWindow(h.addApp("com.apple.TextEdit"), "Untitled", kSmall);
+    auto textEdit = h.addWindow(h.addApp("Notes"), "Untitled", kSmall);
     auto editor = h.addWindow(h.addApp(kEditor), "Doc", kSmall);
     h.tick();
     // The built-in exclusion comes back top-centred in top-center mode; the user's does not.
@@ -132,7 +132,7 @@ TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
 TEST(EngineTick, FocusEligibilityExcludesCellSnapApplications) {
     EngineHarness h({makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600)});
     h.launch();
-    auto term = h.addWindow(h.addApp("com.apple.Terminal"), "zsh", kSmall);
+    auto term = h.addWindow(h.addApp("Terminal"), "zsh", kSmall);
     auto reader = h.addWindow(h.addApp("com.example.reader"), "Article", kSmall);
     h.tick();
     EXPECT_EQ(h.frame(term), (Rect{0, 25, 2560, 1415}));

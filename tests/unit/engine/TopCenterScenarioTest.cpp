@@ -88,7 +88,7 @@ TEST(TopCenterScenario, FocusWindowOnALargeDisplayTakesTheFocusSize) {
     EngineHarness h({bigDisplay()});
     h.launch();
     auto r = h.addWindow(h.addApp(kReader), "Article", {100, 100, 800, 600});
-    auto b = h.addWindow(h.addApp("com.google.Chrome"), "Tab", {100, 100, 800, 600});
+    auto b = h.addWindow(h.addApp("Browser"), "Tab", {100, 100, 800, 600});
     h.addWindow(h.addApp("com.example.inplace"), "Placed", {640, 27, 1280, 0.88 * 1415});
     h.tick();
 
@@ -105,7 +105,7 @@ TEST(TopCenterScenario, FocusWindowOnALargeDisplayTakesTheFocusSize) {
     // 90 % of an 1800-wide large display (1620) caps the wide focus width.
     EngineHarness mid({makeScreen({0, 0, 1800, 1200}, "MID", 25, 0, false, 600)});
     mid.launch();
-    auto m = mid.addWindow(mid.addApp("com.google.Chrome"), "Tab", {100, 100, 800, 600});
+    auto m = mid.addWindow(mid.addApp("Browser"), "Tab", {100, 100, 800, 600});
     mid.tick();
     expectNear(*mid.frame(m), {90, 27, 1620, 0.88 * 1175});
 }

@@ -114,11 +114,18 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
     EXPECT_EQ(XdgAutostart::defaultEntryPath(), dir / ".config/autostart/mavo.desktop");
     setenv("HOME", home.c_str(), 1);
     unsetenv("XDG_CONFIG_HOME");
+
+    using Paths = std::vector<fs::path>;
+    setenv("XDG_CONFIG_DIRS", "/a:relative::/b/", 1);
+    EXPECT_EQ(XdgAutostart::defaultSystemEntries(),
+              (Paths{"/a/autostart/mavo.desktop", "/b/autostart/mavo.desktop"}));
+    unsetenv("XDG_CONFIG_DIRS");
+    EXPECT_EQ(XdgAutostart::defaultSystemEntries(), Paths{"/etc/xdg/autostart/mavo.desktop"});
 }
 
 TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidden) {
     fs::path entry = dir / "autostart" / "mavo.desktop";
-    XdgAutostart autostart(entry, "/home/a b/back\\slash/mavo");
+    XdgAutostart autostart(entry, "/home/a b/back\\slash/mavo", {});
     EXPECT_EQ(autostart.status(), Status::notRegistered);
     std::string error;
     ASSERT_TRUE(autostart.registerApp(error)) << error;
@@ -127,6 +134,10 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
     // Exec quotes the path as desktop entries require, and the key file escapes that again.
     EXPECT_NE(text.find(R"(Exec="/home/a b/back\\\\slash/mavo")"
                         "\n"),
+              std::string::npos)
+        << text;
+    // Panels start first, so that the tray is there when Mavo looks for it.
+    EXPECT_NE(text.find("\nX-GNOME-Autostart-Delay=3\nX-KDE-autostart-after=panel\n"),
               std::string::npos)
         << text;
     EXPECT_EQ(desktopExecValue("/x/$HOME\"`/100%/mavo"), R"("/x/\$HOME\"\`/100%%/mavo")");
@@ -148,8 +159,25 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
     EXPECT_EQ(autostart.status(), Status::notRegistered);
 
     // A folder that cannot be made fails with a reason.
-    EXPECT_FALSE(XdgAutostart(entry / "mavo.desktop", "/usr/bin/mavo").registerApp(error));
+    EXPECT_FALSE(XdgAutostart(entry / "mavo.desktop", "/usr/bin/mavo", {}).registerApp(error));
     EXPECT_NE(error, "");
+}
+
+// An administrator's entry in a system folder starts Mavo until the user's own entry says no.
+TEST_F(SettingsFilesTest, SystemAutostartEntryIsTurnedOffByAHiddenUserEntry) {
+    fs::path system = dir / "xdg/autostart/mavo.desktop";
+    fs::create_directories(system.parent_path());
+    std::ofstream(system) << "[Desktop Entry]\nType=Application\nName=Mavo\nExec=mavo\n";
+    fs::path entry = dir / "autostart/mavo.desktop";
+    XdgAutostart autostart(entry, "/usr/bin/mavo", {dir / "none/autostart/mavo.desktop", system});
+    EXPECT_EQ(autostart.status(), Status::enabled);
+    std::string error;
+    ASSERT_TRUE(autostart.unregisterApp(error)) << error;
+    EXPECT_NE(read(entry).find("\nHidden=true\n"), std::string::npos) << read(entry);
+    EXPECT_EQ(autostart.status(), Status::notRegistered);
+    EXPECT_TRUE(fs::exists(system));
+    ASSERT_TRUE(autostart.registerApp(error)) << error;
+    EXPECT_EQ(autostart.status(), Status::enabled);
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
-#include "engine/EngineLists.h"
+// The built-in application lists as macOS bundle identifiers, for the macOS backend.
+
+#include "engine/BuiltInApps.h"
 
 namespace mavo {
 
-const std::set<std::string>& defaultExcludedBundleIDs() {
-    static const std::set<std::string> ids = {
+BuiltInApps macBuiltInApps() {
+    BuiltInApps apps;
+    apps.defaultExcluded = {
         "com.apple.MobileSMS",
         "com.apple.TextEdit",
         "com.apple.calculator",
@@ -16,11 +19,7 @@ const std::set<std::string>& defaultExcludedBundleIDs() {
         "com.apple.AppStore",
         "com.apple.Home",
     };
-    return ids;
-}
-
-const std::set<std::string>& wideFocusApps() {
-    static const std::set<std::string> ids = {
+    apps.wideFocus = {
         "com.apple.Safari",           "com.google.Chrome",     "org.mozilla.firefox",
         "com.microsoft.edgemac",      "com.brave.Browser",     "company.thebrowser.Browser",
         "com.apple.dt.Xcode",         "com.microsoft.VSCode",  "com.sublimetext.4",
@@ -28,12 +27,8 @@ const std::set<std::string>& wideFocusApps() {
         "com.bohemiancoding.sketch3", "com.adobe.Photoshop",   "com.adobe.illustrator",
         "com.apple.FinalCut",         "com.apple.iMovieApp",
     };
-    return ids;
-}
-
-const std::set<std::string>& builtInCellSnapApps() {
-    static const std::set<std::string> ids = {"com.apple.Terminal", "com.googlecode.iterm2"};
-    return ids;
+    apps.cellSized = {"com.apple.Terminal", "com.googlecode.iterm2"};
+    return apps;
 }
 
 }  // namespace mavo
