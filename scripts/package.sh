@@ -5,6 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
+bash scripts/install-deps.sh
 out=$(realpath -m "${1:-$root/build/package}")
 mkdir -p "$out"
 
