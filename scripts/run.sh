@@ -144,7 +144,7 @@ sleep 1
 snapped=$(xdotool search --sync --name "Snapped to the left half" | head -n1)
 if [ -n "$snapped" ]; then
     read -r l r t b < <(xprop -id "$snapped" _NET_FRAME_EXTENTS | tr -dc '0-9 ' | xargs)
-    read -r _ top _ height < <(xprop -root _NET_WORKAREA | tr -dc '0-9 ' | xargs)
+    read -r _ top _ height _ < <(xprop -root _NET_WORKAREA | tr -dc '0-9 ' | xargs)
     xdotool windowsize "$snapped" $((960 - l - r)) $((height - t - b))
     xdotool windowmove "$snapped" 0 "$top"
 fi

@@ -24,6 +24,16 @@ foreach(f ${expected})
         message(FATAL_ERROR "not installed: ${f}")
     endif()
 endforeach()
+# Panels find an icon's type by sniffing its first 256 bytes: an SVG whose root element starts later
+# is "an unrecognized image format" and the tray shows nothing.
+file(GLOB_RECURSE svgs ${PREFIX}/${icons}/*.svg)
+foreach(svg ${svgs})
+    file(READ ${svg} head LIMIT 256)
+    string(FIND "${head}" "<svg" at)
+    if(at EQUAL -1)
+        message(FATAL_ERROR "${svg} does not open its <svg> element within 256 bytes")
+    endif()
+endforeach()
 file(READ ${PREFIX}/share/applications/com.quastorn.mavo.desktop entry)
 foreach(line "[Desktop Entry]" "Type=Application" "Exec=mavo\n" "Icon=com.quastorn.mavo\n"
         "Exec=mavo pause" "Exec=mavo resume" "Exec=mavo maximize-all" "Exec=mavo quit")
