@@ -125,8 +125,8 @@ else
     echo "== (xfce4-panel is not installed; the desktop has no tray)"
 fi
 
-# Three windows that show what Mavo does: one it maximizes, one snapped into the left half (yours,
-# left alone) and one whose size cannot change (centred at the top). The demo client is used when
+# Four windows that show what Mavo does: one it maximizes, one snapped into the left half (yours,
+# left alone), one whose size cannot change (centred at the top) and one resized by hand below. The demo client is used when
 # it built.
 demo() {  # title class geometry [client options]
     if [ -x "$client" ]; then
@@ -140,6 +140,7 @@ demo "Maximized by Mavo" DemoApp 640x420+500+300
 # The left half of the area below the panel, outer frame included: Openbox adds its decorations.
 demo "Snapped to the left half" SnappedApp 900x900+0+40
 demo "Fixed size, top-centred" FixedApp 420x260+1300+700 --kind fixed
+demo "Resized by hand" HandApp 640x420+700+500
 sleep 1
 snapped=$(xdotool search --sync --name "Snapped to the left half" | head -n1)
 if [ -n "$snapped" ]; then
@@ -157,8 +158,20 @@ tail -n +1 -F /tmp/mavo-diag.log 2>/dev/null &
 tail_pid=$!
 
 sleep 3
+# A hand resize, as a person does it: Mavo maximized the window, then its bottom-right grip is
+# dragged up and to the left with the button held. Mavo keeps (and remembers) the new frame.
+hand=$(xdotool search --name "Resized by hand" | head -n1)
+if [ -n "$hand" ]; then
+    xdotool windowactivate --sync "$hand" mousemove 1917 1078 mousedown 1
+    for _ in $(seq 20); do
+        xdotool mousemove_relative -- -30 -20
+        sleep 0.02
+    done
+    xdotool mouseup 1
+    sleep 2
+fi
 # Bring the arranged windows in front of the maximized one for the picture.
-for title in "Snapped to the left half" "Fixed size, top-centred"; do
+for title in "Snapped to the left half" "Resized by hand" "Fixed size, top-centred"; do
     xdotool search --name "$title" windowactivate 2>/dev/null || true
 done
 sleep 1
