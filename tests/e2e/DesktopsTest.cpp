@@ -1,5 +1,6 @@
-// Other window managers than Openbox, as Debian ships them: on each, windows fill the area that
-// the window manager's own maximize gives, wherever its panel or toolbar reserves space.
+// Other window managers than Openbox, as Debian ships them: on each, windows (our own, xterm and a
+// GTK 3 header-bar application) fill the area that the window manager's own maximize gives,
+// wherever its panel or toolbar reserves space.
 
 #include <algorithm>
 
@@ -62,6 +63,14 @@ TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
 
     ASSERT_TRUE(startMavo());
     Client plain = client("e2e-plain", "500x400+300+200");
+    // A GTK 3 header-bar application: under a compositing window manager it draws shadows inside
+    // its X window, and what must fill the area is the window without them.
+    std::vector<std::string> gtkEnv = {"NO_AT_BRIDGE=1"};
+    if (!desktop->sessionBus().empty())
+        gtkEnv.push_back("DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus());
+    desktop->spawn({"gtk3-demo"}, gtkEnv);
+    auto gtk = managedWindowOf("Gtk3-demo");
+    ASSERT_TRUE(gtk);
     auto term = desktop->startXterm("e2e-term", "80x24+150+120");
     ASSERT_TRUE(term);
     // xterm sizes itself in character cells: it can miss the frame by less than one cell.
@@ -71,9 +80,11 @@ TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
                f->width > usable->width - 20 && f->height <= usable->height &&
                f->height > usable->height - 30;
     };
-    EXPECT_TRUE(syncUntil([&] { return frameOf(plain) == usable && termFills(); }))
-        << "usable " << *usable << ", plain " << frameOf(plain) << ", xterm "
-        << desktop->frame(term->window);
+    EXPECT_TRUE(syncUntil([&] {
+        return frameOf(plain) == usable && termFills() && visibleFrame(*gtk) == usable;
+    })) << "usable "
+        << *usable << ", plain " << frameOf(plain) << ", xterm " << desktop->frame(term->window)
+        << ", GTK " << visibleFrame(*gtk);
     // Windows coming and going rewrite the work area on some of these: that changes no display.
     EXPECT_EQ(diagCount("display reconfigure"), 0);
 }

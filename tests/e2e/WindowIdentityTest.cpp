@@ -32,29 +32,6 @@ class WindowIdentityTest : public E2ETest {
         return TestDesktop::waitUntil(ready, 20);
     }
 
-    // The first managed client whose WM_CLASS names `cls`.
-    std::optional<xcb_window_t> managedWindowOf(const std::string& cls) {
-        std::optional<xcb_window_t> found;
-        TestDesktop::waitUntil(
-            [&] {
-                for (uint32_t w : desktop->property(desktop->root(), "_NET_CLIENT_LIST"))
-                    if (desktop->text(w, "WM_CLASS").find(cls) != npos && desktop->isManaged(w))
-                        return bool(found = w);
-                return false;
-            },
-            20);
-        return found;
-    }
-
-    // The X frame less the shadows the application draws inside it.
-    std::optional<Frame> visibleFrame(xcb_window_t w) {
-        auto f = desktop->frame(w);
-        auto e = desktop->property(w, "_GTK_FRAME_EXTENTS");
-        if (!f || e.size() != 4) return f;
-        return Frame{f->x + int(e[0]), f->y + int(e[2]), f->width - int(e[0] + e[1]),
-                     f->height - int(e[2] + e[3])};
-    }
-
     std::vector<std::string> busEnv;
     pid_t windowManager = 0;
 };

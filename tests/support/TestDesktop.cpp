@@ -248,8 +248,9 @@ bool TestDesktop::startPanel(WindowManager wm) {
     spawn({"xfce4-panel", "--disable-wm-check"}, wmEnvironment());
     auto reserved = [&] {
         for (uint32_t w : clientList()) {
+            // The panel first reserves a smaller strip while it lays itself out.
             auto strut = property(w, "_NET_WM_STRUT_PARTIAL");
-            if (strut.size() >= 4 && strut[2] > 0) return true;
+            if (strut.size() >= 4 && strut[2] >= 30) return true;
         }
         return false;
     };
@@ -408,11 +409,13 @@ std::optional<Frame> TestDesktop::frame(xcb_window_t window) {
 }
 
 bool TestDesktop::isManaged(xcb_window_t window) {
-    // Some window managers give panels, which they do not frame, no extents.
+    // Some window managers give windows they do not frame (panels, and under Marco windows that
+    // draw their own title bar) no extents; ICCCM's WM_STATE is set on every window taken on.
     auto types = property(window, "_NET_WM_WINDOW_TYPE");
     bool dock = std::ranges::count(types, atom("_NET_WM_WINDOW_TYPE_DOCK")) > 0;
     return std::ranges::count(clientList(), window) &&
-           (dock || property(window, "_NET_FRAME_EXTENTS").size() == 4);
+           (dock || property(window, "_NET_FRAME_EXTENTS").size() == 4 ||
+            !property(window, "WM_STATE").empty());
 }
 
 bool TestDesktop::isMapped(xcb_window_t window) {
