@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "platform/x11/X11ClientReading.h"
 #include "platform/x11/X11Util.h"
 
 namespace mavo {
@@ -288,6 +289,11 @@ void X11Connection::setConnectionLostHandler(std::function<void()> handler) {
 void X11Connection::addEventThreadHook(std::function<void(const xcb_generic_event_t&)> hook) {
     std::lock_guard<std::mutex> guard(lock_);
     hooks_.push_back(std::move(hook));
+}
+
+X11ClientReading& X11Connection::clients() {
+    std::call_once(clientsOnce_, [this] { clients_ = std::make_unique<X11ClientReading>(*this); });
+    return *clients_;
 }
 
 void X11Connection::selectEvents(xcb_window_t window, uint32_t mask) {

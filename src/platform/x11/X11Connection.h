@@ -59,6 +59,8 @@ struct X11Atoms {
     xcb_atom_t gtkFrameExtents = XCB_ATOM_NONE;
 };
 
+class X11ClientReading;
+
 class X11Connection {
   public:
     struct Options {
@@ -107,6 +109,9 @@ class X11Connection {
     // Adds `mask` to the events this connection selects on `window`, keeping the ones other
     // parts of the backend selected before.
     void selectEvents(xcb_window_t window, uint32_t mask);
+
+    // The window manager's clients as last read, one reading for every part of the backend.
+    X11ClientReading& clients();
 
     // A wait for something to happen to one window after a request: by default the first
     // ConfigureNotify (real or synthetic) or DestroyNotify of the window that the server generated
@@ -184,6 +189,9 @@ class X11Connection {
     std::function<void()> connectionLost_;
     bool lostReported_ = false;
     std::vector<std::string> errors_;
+
+    std::once_flag clientsOnce_;
+    std::unique_ptr<X11ClientReading> clients_;
 
     std::thread eventThread_;
 };

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cmath>
 
-#include "platform/x11/X11Applications.h"
+#include "platform/x11/X11ClientReading.h"
 #include "platform/x11/X11Util.h"
 #include "windowaccess/AX.h"
 
@@ -104,7 +104,7 @@ std::optional<Rect> X11WindowServer::frame(xcb_window_t window) {
 std::optional<bool> X11WindowServer::isManaged(xcb_window_t window) {
     auto wmStateCookie =
         requestProperty(x11_, window, x11_.atoms().wmState, x11_.atoms().wmState, 2);
-    auto clients = listedClients();
+    auto clients = x11_.clients().listed();
     auto wmState = propertyReply(x11_, wmStateCookie);
     if (!clients || !wmState) return std::nullopt;
     // Window managers list a client as they begin to manage it; WM_STATE follows once it is set
@@ -361,59 +361,12 @@ bool X11WindowServer::isSettable(const WindowHandle& element, std::string_view a
     return true;
 }
 
-X11WindowServer::X11WindowServer(X11Connection& x11) : x11_(x11) {
-    // The hook outlives this object (hooks stay for the connection's life): it holds the counter.
-    x11_.addEventThreadHook([changes = clientListChanges_, root = x11_.root(),
-                             atom = x11_.ewmh()->_NET_CLIENT_LIST](const xcb_generic_event_t& e) {
-        if ((e.response_type & 0x7f) != XCB_PROPERTY_NOTIFY) return;
-        const auto& p = reinterpret_cast<const xcb_property_notify_event_t&>(e);
-        if (p.window == root && p.atom == atom) changes->fetch_add(1);
-    });
-    x11_.selectEvents(x11_.root(), XCB_EVENT_MASK_PROPERTY_CHANGE);
-}
-
-bool X11WindowServer::fresh(uint64_t changes, std::chrono::steady_clock::time_point at) const {
-    constexpr auto maxAge = std::chrono::milliseconds(300);
-    return changes == clientListChanges_->load() && std::chrono::steady_clock::now() - at < maxAge;
-}
-
-std::optional<std::vector<uint32_t>> X11WindowServer::listedClients() {
-    auto now = std::chrono::steady_clock::now();
-    uint64_t changes = clientListChanges_->load();
-    {
-        std::lock_guard<std::mutex> guard(lock_);
-        if (clientList_ && fresh(clientList_->changes, clientList_->at))
-            return clientList_->windows;
-    }
-    auto windows = clientList(x11_);
-    if (!windows) return std::nullopt;
-    std::vector<uint32_t> listed(windows->begin(), windows->end());
-    std::lock_guard<std::mutex> guard(lock_);
-    clientList_ = ListReading{changes, now, listed};
-    return listed;
-}
-
-std::vector<X11Application> X11WindowServer::applications() {
-    auto now = std::chrono::steady_clock::now();
-    uint64_t changes = clientListChanges_->load();
-    {
-        std::lock_guard<std::mutex> guard(lock_);
-        if (clients_ && fresh(clients_->changes, clients_->at)) return clients_->apps;
-    }
-    auto clients = readClients(x11_);
-    if (!clients) return {};
-    auto apps = groupApplications(*clients);
-    std::lock_guard<std::mutex> guard(lock_);
-    clients_ = ClientsReading{changes, now, apps};
-    return apps;
-}
-
 // All the windows of the application this process belongs to, whatever process shows them.
 std::optional<AttributeValue> X11WindowServer::applicationWindows(int32_t pid) {
-    auto apps = applications();
-    if (apps.empty()) return std::nullopt;
+    auto apps = x11_.clients().applications();
+    if (!apps) return std::nullopt;
     std::vector<WindowHandle> windows;
-    for (const X11Application& app : apps) {
+    for (const X11Application& app : *apps) {
         if (!std::binary_search(app.pids.begin(), app.pids.end(), pid)) continue;
         for (xcb_window_t window : app.windows) windows.push_back(WindowHandle{window, nullptr});
     }

@@ -18,14 +18,12 @@
 
 #include <xcb/xcb.h>
 
-#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 
-#include "platform/x11/X11Applications.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Util.h"
 #include "windowaccess/WindowServer.h"
@@ -34,7 +32,7 @@ namespace mavo {
 
 class X11WindowServer : public WindowServer {
   public:
-    explicit X11WindowServer(X11Connection& x11);
+    explicit X11WindowServer(X11Connection& x11) : x11_(x11) {}
 
     std::optional<AttributeValue> copyAttribute(const WindowHandle& element,
                                                 std::string_view attribute) override;
@@ -75,31 +73,9 @@ class X11WindowServer : public WindowServer {
                             uint32_t sequence);
     bool inFlux(xcb_window_t window);
 
-    // The engine asks for every application's windows in turn within one tick: one reading of the
-    // clients serves them all, read again once the client list changed or the reading is older
-    // than a tick's work.
-    std::vector<X11Application> applications();
-    // _NET_CLIENT_LIST, read again on the same terms.
-    std::optional<std::vector<uint32_t>> listedClients();
-    bool fresh(uint64_t changes, std::chrono::steady_clock::time_point at) const;
-
     X11Connection& x11_;
-    std::mutex lock_;  // guards unacknowledged_ and the reading of the clients
+    std::mutex lock_;  // guards unacknowledged_
     std::map<xcb_window_t, Unacknowledged> unacknowledged_;
-    std::shared_ptr<std::atomic<uint64_t>> clientListChanges_ =
-        std::make_shared<std::atomic<uint64_t>>(0);
-    struct ClientsReading {
-        uint64_t changes;
-        std::chrono::steady_clock::time_point at;
-        std::vector<X11Application> apps;
-    };
-    std::optional<ClientsReading> clients_;
-    struct ListReading {
-        uint64_t changes;
-        std::chrono::steady_clock::time_point at;
-        std::vector<uint32_t> windows;
-    };
-    std::optional<ListReading> clientList_;
 };
 
 }  // namespace mavo

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/x11/X11Applications.h"
+#include "platform/x11/X11ClientReading.h"
 #include "platform/x11/X11Util.h"
 
 namespace mavo {
@@ -25,9 +25,9 @@ RunningApplication running(const X11Application& app, int32_t pid) {
 // all its windows.
 std::vector<RunningApplication> X11Workspace::runningApplications() {
     std::vector<RunningApplication> apps;
-    auto clients = readClients(x11_);
-    if (!clients) return apps;
-    for (const X11Application& app : groupApplications(*clients)) {
+    auto all = x11_.clients().applications();
+    if (!all) return apps;
+    for (const X11Application& app : *all) {
         apps.push_back(running(app, app.pids.front()));
     }
     return apps;
@@ -41,9 +41,9 @@ std::optional<RunningApplication> X11Workspace::frontmostApplication() {
     auto windows = cardinals(active->get());
     if (windows.empty() || windows[0] == XCB_WINDOW_NONE) return std::nullopt;
     auto pid = windowPids(x11_, {windows[0]}).front();
-    auto clients = readClients(x11_);
-    if (!pid || !clients) return std::nullopt;
-    for (const X11Application& app : groupApplications(*clients)) {
+    auto apps = x11_.clients().applications();
+    if (!pid || !apps) return std::nullopt;
+    for (const X11Application& app : *apps) {
         if (std::binary_search(app.pids.begin(), app.pids.end(), *pid)) return running(app, *pid);
     }
     return std::nullopt;
