@@ -9,12 +9,10 @@ namespace mavo {
 namespace {
 
 // Only ordinary, movable document windows: dialogs, sheets, panels, minimized and full-screen
-// windows are never touched. The checks stop at the first that fails.
-bool isCandidate(const AX& ax, const WindowHandle& w) {
-    return ax.string(w, Attr::role) == std::string(Attr::windowRole) &&
-           ax.string(w, Attr::subrole) == std::string(Attr::standardWindow) &&
-           !ax.boolean(w, Attr::minimized) && !ax.boolean(w, Attr::fullScreen) &&
-           ax.isSettable(w, Attr::position);
+// windows are never touched.
+bool isCandidate(const WindowFacts& f) {
+    return f.role == Attr::windowRole && f.subrole == Attr::standardWindow && !f.minimized &&
+           !f.fullScreen && f.positionSettable;
 }
 
 }  // namespace
@@ -37,15 +35,15 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
         bool inMaximizeApps = lockedContains(_maximizeApps, bid);
         if (app.pid < 1) continue;
 
-        std::vector<WindowHandle> windows;
+        std::vector<std::pair<WindowHandle, bool>> windows;  // with whether its size is settable
         for (const WindowHandle& w : env_.ax.windows(app.pid)) {
             if (stopped()) return found;
-            if (isCandidate(env_.ax, w)) windows.push_back(w);
+            auto facts = env_.ax.facts(w);
+            if (facts && isCandidate(*facts)) windows.emplace_back(w, facts->sizeSettable);
         }
         int windowCount = static_cast<int>(windows.size());
 
-        for (const WindowHandle& w : windows) {
-            bool sizeSettable = env_.ax.isSettable(w, Attr::size);
+        for (const auto& [w, sizeSettable] : windows) {
             // A window whose size cannot be set is moved (top-centred), never resized.
             bool topCenter =
                 inTopCenterApps || (topCenterMode && (isDefaultExcluded || !sizeSettable));

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include <variant>
+
 #include "geometry/Rect.h"
 #include "windowaccess/WindowServer.h"
 
@@ -24,12 +26,17 @@ inline constexpr std::string_view windowRole = "AXWindow";
 inline constexpr std::string_view standardWindow = "AXStandardWindow";
 }  // namespace Attr
 
-// Typed, failure-folding helpers over a WindowServer: every failure is "no value".
+// One attribute's value, as the attribute readers hand it over.
+using AttributeValue = std::variant<std::string, bool, Point, Size>;
+
+// Failure-folding readers and writers of named attributes over a WindowServer's facts: every
+// failure is "no value". Code that needs several facts of a window reads `facts` once.
 // (`bool` is a C++ keyword, so the boolean reader is `boolean`.)
 class AX {
   public:
     explicit AX(WindowServer& server) : server_(server) {}
 
+    std::optional<WindowFacts> facts(const WindowHandle& e) const;
     std::optional<AttributeValue> copyAttribute(const WindowHandle& e, std::string_view attr) const;
     std::optional<std::string> string(const WindowHandle& e, std::string_view attr) const;
     bool boolean(const WindowHandle& e, std::string_view attr) const;

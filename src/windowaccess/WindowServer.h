@@ -2,35 +2,27 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
-#include <string_view>
-#include <variant>
 #include <vector>
 
 #include "geometry/Rect.h"
+#include "windowaccess/WindowFacts.h"
 #include "windowaccess/WindowHandle.h"
 
 namespace mavo {
 
-// A raw attribute value as the platform hands it over; the typed readers of `AX` check the kind
-// and never assume it.
-using AttributeValue =
-    std::variant<std::string, bool, double, Point, Size, std::vector<WindowHandle>>;
-
-// The platform's accessibility road to other applications' windows. Every failure is "no value",
-// false or an empty list; implementations never throw and never log.
+// The platform's road to other applications' windows. Every failure is "no value", false or
+// nothing; implementations never throw and never log.
 class WindowServer {
   public:
     virtual ~WindowServer() = default;
 
-    virtual std::optional<AttributeValue> copyAttribute(const WindowHandle& element,
-                                                        std::string_view attribute) = 0;
-    virtual bool setPoint(const WindowHandle& element, std::string_view attribute, Point value) = 0;
-    virtual bool setSize(const WindowHandle& element, std::string_view attribute, Size value) = 0;
-    virtual bool isSettable(const WindowHandle& element, std::string_view attribute) = 0;
-    // The "AXWindows" list of an application; nothing when the list cannot be read.
-    virtual std::optional<AttributeValue> applicationWindows(int32_t pid) = 0;
-    virtual std::optional<int32_t> pid(const WindowHandle& element) = 0;
+    // Nothing when the window is gone.
+    virtual std::optional<WindowFacts> facts(const WindowHandle& window) = 0;
+    // The windows of the application a process belongs to; nothing when they cannot be listed.
+    virtual std::optional<std::vector<WindowHandle>> applicationWindows(int32_t pid) = 0;
+    // Each returns once the window had its chance to act on it, within the messaging timeout.
+    virtual bool setPosition(const WindowHandle& window, Point value) = 0;
+    virtual bool setSize(const WindowHandle& window, Size value) = 0;
     virtual void setGlobalMessagingTimeout(float seconds) = 0;
 };
 

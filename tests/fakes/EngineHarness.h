@@ -170,7 +170,6 @@ class EngineHarness {
     void addAppWithPid(int32_t pid, std::optional<std::string> bid,
                        ActivationPolicy policy = ActivationPolicy::regular) {
         workspace.addRunning({pid, std::move(bid), std::nullopt, policy});
-        server.addApp(pid);
     }
 
     WindowHandle addWindow(int32_t pid, const std::string& title, const Rect& frame) {

@@ -1,51 +1,19 @@
 #pragma once
 
-// FakeWindowServer: a scripted stand-in for the accessibility road to other applications' windows.
+// FakeWindowServer: a table of windows, each its facts and how it misbehaves.
 //
-// Setting up
 //   FakeWindowServer ws;
-//   ws.addApp(42);                                   // application 42 with an empty window list
-//   WindowHandle w = ws.addWindow(42, "Doc", {0, 25, 800, 600});
-//       // a standard window: AXRole "AXWindow", AXSubrole "AXStandardWindow", AXMinimized false,
-//       // AXFullScreen false, AXTitle, AXPosition (Point) and AXSize (Size); position and size
-//       // settable. addWindow adds the application when it is not there yet. Ids are handed out
-//       // from 1001 upwards unless one is given (`addWindow(pid, title, frame, id)`).
-//   WindowHandle bare = ws.addBareWindow(42);        // a window with no attributes at all
-//   ws.removeWindow(w);  ws.removeApp(42);           // gone: every read of it fails
+//   WindowHandle w = ws.addWindow(42, "Doc", {0, 25, 800, 600});   // a standard window of pid 42,
+//       // movable and resizable; ids from 1001 up unless given (`addWindow(pid, title, frame,
+//       id)`)
+//   ws.change(w, [](WindowFacts& f) { f.subrole = "AXDialog"; });   // any fact; frame = nothing
+//   ws.removeWindow(w);  ws.removeApp(42);  ws.setWindowsReadFails(42, true);
+//   ws.setResizeBehaviour(w, ResizeBehaviour::cells(9, 18, 2, 24));  // see ResizeBehaviour
+//   ws.setFrame(w, r);                                 // the user's hand: not a write
+//   ws.frameOf(w);  ws.sizeWrites(w);  ws.positionWrites(w);  ws.writesTo(w);  ws.writeCount();
 //
-// Attributes (any attribute, any kind of value)
-//   ws.setAttribute(w, "AXSubrole", std::string("AXDialog"));
-//   ws.setAttribute(w, "AXSize", std::string("oops"));  // the wrong type
-//   ws.removeAttribute(w, "AXSize");                  // missing: reads fail
-//   ws.setSettable(w, "AXPosition", false);           // only position and size start settable
-//   ws.attribute(w, "AXTitle");                       // peek without counting a read
-//
-// The application's "AXWindows" read
-//   ws.setWindowsReadFails(42, true);                 // the read fails (nothing) instead of []
-//   ws.setWindowsRawValue(42, std::string("x"));      // answers a value of the wrong type
-//   ws.clearWindowsRawValue(42);
-//
-// How a window answers a size write (see ResizeBehaviour below for each)
-//   ws.setResizeBehaviour(w, ResizeBehaviour::cells(9, 18, 2, 24));
-//   ::exact() (default), ::cells(cellW, cellH, baseW, baseH), ::overshoot(dw, dh),
-//   ::refuse(reportsFailure = true), ::fixedSize(), ::maxSize(Size), ::fightsBack(k),
-//   ::custom(hook)
-//   ws.setRefusesMoves(w, true, reportsFailure = true);  // position writes keep the position
-//
-// The user's hand (not logged as writes; cancels a pending fight-back)
-//   ws.setFrame(w, {0, 0, 500, 400});  ws.setPosition(w, {10, 10});  ws.setSize(w, {500, 400});
-//   ws.frameOf(w);                                    // the stored frame, nothing if unreadable
-//
-// What the engine did
-//   ws.writes();                        // every write in order: {window, attribute, value, ok}
-//   ws.writesTo(w);  ws.positionWrites(w);  ws.sizeWrites(w);  ws.writeCount();
-//   ws.clearWrites();
-//   ws.readCount(w, "AXSize");  ws.clearReadCounts();
-//   ws.messagingTimeout();              // last value given to setGlobalMessagingTimeout, if any
-//
-// Every member takes one recursive mutex, so the engine may call in from its queue while the test
-// thread scripts the windows. A custom resize hook runs under that mutex: it may call back into
-// this fake from the same thread, but must not wait on another thread that does.
+// One recursive mutex guards everything, so the engine may call in from its queue while the test
+// thread scripts the windows; a custom resize hook runs under it.
 
 #include <algorithm>
 #include <cmath>
@@ -54,15 +22,14 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "geometry/Rect.h"
 #include "windowaccess/AX.h"
-#include "windowaccess/WindowServer.h"
 
 namespace mavo::test {
 
@@ -78,8 +45,8 @@ struct ResizeBehaviour {
 
     Hook decide;
     bool sizeSettable = true;
-    // When set, every write is accepted but undone: after this many frame reads (reads of
-    // "AXPosition") have seen the engine's frame, the window jumps back to the frame it had
+    // When set, every write is accepted but undone: after this many reads of the window's facts
+    // have seen the engine's frame, the window jumps back to the frame it had
     // before the first write of the burst. 0 means the very next read already sees the old frame.
     std::optional<int> fightBackAfterReads;
 
@@ -122,7 +89,7 @@ struct ResizeBehaviour {
                 true, std::nullopt};
     }
 
-    // Its size is not settable at all: "AXSize" is reported not settable and writes fail.
+    // Its size is not settable at all, and size writes fail.
     static ResizeBehaviour fixedSize() {
         auto b = refuse(true);
         b.sizeSettable = false;
@@ -154,161 +121,85 @@ class FakeWindowServer final : public WindowServer {
   public:
     struct Write {
         WindowHandle window;
-        std::string attribute;
         std::variant<Point, Size> value;
-        bool succeeded = false;
     };
-
-    // ---- scripting -------------------------------------------------------------------------
-
-    void addApp(int32_t pid) {
-        Lock l(mu_);
-        apps_.try_emplace(pid);
-    }
 
     void removeApp(int32_t pid) {
         Lock l(mu_);
-        auto it = apps_.find(pid);
-        if (it == apps_.end()) return;
-        for (auto& w : it->second.windows) windows_.erase(w.id);
-        apps_.erase(it);
+        for (auto& w : windowsOfLocked(pid)) windows_.erase(w.id);
+        order_.erase(std::remove_if(order_.begin(), order_.end(),
+                                    [&](uint64_t id) { return !windows_.count(id); }),
+                     order_.end());
     }
 
-    // A standard, movable and resizable window, appended to the application's window list.
+    // A standard, movable and resizable window, last in its application's list.
     WindowHandle addWindow(int32_t pid, const std::string& title, const Rect& frame,
                            uint64_t id = 0) {
         Lock l(mu_);
-        WindowHandle h = addBareWindowLocked(pid, id);
-        Window& w = windows_.at(h.id);
-        w.attrs[std::string(Attr::role)] = std::string(Attr::windowRole);
-        w.attrs[std::string(Attr::subrole)] = std::string(Attr::standardWindow);
-        w.attrs[std::string(Attr::minimized)] = false;
-        w.attrs[std::string(Attr::fullScreen)] = false;
-        w.attrs[std::string(Attr::title)] = title;
-        w.attrs[std::string(Attr::position)] = frame.origin();
-        w.attrs[std::string(Attr::size)] = frame.size();
-        return h;
-    }
-
-    // A window with no attributes; position and size are still flagged settable.
-    WindowHandle addBareWindow(int32_t pid, uint64_t id = 0) {
-        Lock l(mu_);
-        return addBareWindowLocked(pid, id);
+        if (id == 0) {
+            while (windows_.count(nextId_)) ++nextId_;
+            id = nextId_++;
+        }
+        Window& w = windows_[id];
+        w.facts = {std::string(Attr::windowRole),
+                   std::string(Attr::standardWindow),
+                   title,
+                   false,
+                   false,
+                   true,
+                   true,
+                   frame,
+                   pid};
+        order_.push_back(id);
+        return WindowHandle{id, nullptr};
     }
 
     void removeWindow(const WindowHandle& h) {
         Lock l(mu_);
-        auto it = windows_.find(h.id);
-        if (it == windows_.end()) return;
-        auto app = apps_.find(it->second.pid);
-        if (app != apps_.end()) std::erase(app->second.windows, h);
-        windows_.erase(it);
+        windows_.erase(h.id);
+        std::erase(order_, h.id);
     }
 
-    // The windows of an application in list order (empty for an unknown one).
-    std::vector<WindowHandle> windowsOf(int32_t pid) const {
+    void change(const WindowHandle& h, const std::function<void(WindowFacts&)>& edit) {
         Lock l(mu_);
-        auto it = apps_.find(pid);
-        return it == apps_.end() ? std::vector<WindowHandle>{} : it->second.windows;
-    }
-
-    void setAttribute(const WindowHandle& h, std::string_view attr, AttributeValue value) {
-        Lock l(mu_);
-        if (Window* w = find(h)) w->attrs[std::string(attr)] = std::move(value);
-    }
-
-    void removeAttribute(const WindowHandle& h, std::string_view attr) {
-        Lock l(mu_);
-        if (Window* w = find(h)) w->attrs.erase(std::string(attr));
-    }
-
-    std::optional<AttributeValue> attribute(const WindowHandle& h, std::string_view attr) const {
-        Lock l(mu_);
-        const Window* w = find(h);
-        if (!w) return std::nullopt;
-        auto it = w->attrs.find(attr);
-        if (it == w->attrs.end()) return std::nullopt;
-        return it->second;
-    }
-
-    void setSettable(const WindowHandle& h, std::string_view attr, bool settable) {
-        Lock l(mu_);
-        if (Window* w = find(h)) w->settable[std::string(attr)] = settable;
+        if (Window* w = find(h)) edit(w->facts);
     }
 
     void setResizeBehaviour(const WindowHandle& h, ResizeBehaviour behaviour) {
         Lock l(mu_);
-        Window* w = find(h);
-        if (!w) return;
-        w->settable[std::string(Attr::size)] = behaviour.sizeSettable;
-        w->resize = std::move(behaviour);
-        w->revertTo.reset();
-    }
-
-    void setRefusesMoves(const WindowHandle& h, bool refuses, bool reportsFailure = true) {
-        Lock l(mu_);
         if (Window* w = find(h)) {
-            w->refusesMoves = refuses;
-            w->moveRefusalReportsFailure = reportsFailure;
+            w->facts.sizeSettable = behaviour.sizeSettable;
+            w->resize = std::move(behaviour);
+            w->revertTo.reset();
         }
     }
 
     void setWindowsReadFails(int32_t pid, bool fails) {
         Lock l(mu_);
-        apps_[pid].windowsReadFails = fails;
+        if (fails)
+            failingLists_.insert(pid);
+        else
+            failingLists_.erase(pid);
     }
 
-    void setWindowsRawValue(int32_t pid, AttributeValue value) {
-        Lock l(mu_);
-        apps_[pid].rawWindows = std::move(value);
-    }
-
-    void clearWindowsRawValue(int32_t pid) {
-        Lock l(mu_);
-        apps_[pid].rawWindows.reset();
-    }
-
-    // ---- the user's hand ---------------------------------------------------------------------
+    // ---- the user's hand: not writes, and it cancels a pending fight-back ----------------------
 
     void setFrame(const WindowHandle& h, const Rect& frame) {
         Lock l(mu_);
         if (Window* w = find(h)) {
-            w->attrs[std::string(Attr::position)] = frame.origin();
-            w->attrs[std::string(Attr::size)] = frame.size();
+            w->facts.frame = frame;
             w->revertTo.reset();
         }
     }
 
-    void setPosition(const WindowHandle& h, Point p) {
-        Lock l(mu_);
-        if (Window* w = find(h)) {
-            w->attrs[std::string(Attr::position)] = p;
-            w->revertTo.reset();
-        }
-    }
-
-    void setSize(const WindowHandle& h, Size s) {
-        Lock l(mu_);
-        if (Window* w = find(h)) {
-            w->attrs[std::string(Attr::size)] = s;
-            w->revertTo.reset();
-        }
-    }
-
-    // The stored frame (a pending fight-back not yet applied); nothing when either part is
-    // missing or of the wrong type. Not counted as a read.
+    // The stored frame (a pending fight-back not yet applied); not counted as a read.
     std::optional<Rect> frameOf(const WindowHandle& h) const {
         Lock l(mu_);
-        const Window* w = find(h);
-        return w ? storedFrame(*w) : std::nullopt;
+        auto it = windows_.find(h.id);
+        return it == windows_.end() ? std::nullopt : it->second.facts.frame;
     }
 
-    // ---- what happened -----------------------------------------------------------------------
-
-    std::vector<Write> writes() const {
-        Lock l(mu_);
-        return writes_;
-    }
+    // ---- what the engine did -------------------------------------------------------------------
 
     std::vector<Write> writesTo(const WindowHandle& h) const {
         Lock l(mu_);
@@ -317,138 +208,76 @@ class FakeWindowServer final : public WindowServer {
             if (w.window == h) out.push_back(w);
         return out;
     }
-
-    // Every position written to "AXPosition" of the window, accepted or not, in order.
-    std::vector<Point> positionWrites(const WindowHandle& h) const {
-        Lock l(mu_);
-        std::vector<Point> out;
-        for (const auto& w : writes_)
-            if (w.window == h && w.attribute == Attr::position)
-                if (auto* p = std::get_if<Point>(&w.value)) out.push_back(*p);
+    template <typename T>
+    std::vector<T> writesOf(const WindowHandle& h) const {
+        std::vector<T> out;
+        for (const auto& w : writesTo(h))
+            if (auto* v = std::get_if<T>(&w.value)) out.push_back(*v);
         return out;
     }
-
-    // Every size written to "AXSize" of the window, accepted or not, in order.
-    std::vector<Size> sizeWrites(const WindowHandle& h) const {
-        Lock l(mu_);
-        std::vector<Size> out;
-        for (const auto& w : writes_)
-            if (w.window == h && w.attribute == Attr::size)
-                if (auto* s = std::get_if<Size>(&w.value)) out.push_back(*s);
-        return out;
-    }
-
+    std::vector<Point> positionWrites(const WindowHandle& h) const { return writesOf<Point>(h); }
+    std::vector<Size> sizeWrites(const WindowHandle& h) const { return writesOf<Size>(h); }
     size_t writeCount() const {
         Lock l(mu_);
         return writes_.size();
     }
-
     void clearWrites() {
         Lock l(mu_);
         writes_.clear();
     }
-
-    // How many times the window's attribute was read through copyAttribute.
-    int readCount(const WindowHandle& h, std::string_view attr) const {
-        Lock l(mu_);
-        auto it = reads_.find({h.id, std::string(attr)});
-        return it == reads_.end() ? 0 : it->second;
-    }
-
-    void clearReadCounts() {
-        Lock l(mu_);
-        reads_.clear();
-    }
-
     std::optional<float> messagingTimeout() const {
         Lock l(mu_);
         return timeout_;
     }
 
-    // ---- WindowServer ------------------------------------------------------------------------
+    // ---- WindowServer
+    // ----------------------------------------------------------------------------
 
-    std::optional<AttributeValue> copyAttribute(const WindowHandle& h,
-                                                std::string_view attr) override {
+    std::optional<WindowFacts> facts(const WindowHandle& h) override {
         Lock l(mu_);
-        ++reads_[{h.id, std::string(attr)}];
         Window* w = find(h);
         if (!w) return std::nullopt;
-        if (attr == Attr::position && w->revertTo) {
+        if (w->revertTo) {
             if (w->readsSinceWrite >= w->resize.fightBackAfterReads.value_or(0)) {
-                w->attrs[std::string(Attr::position)] = w->revertTo->origin();
-                w->attrs[std::string(Attr::size)] = w->revertTo->size();
+                w->facts.frame = w->revertTo;
                 w->revertTo.reset();
             } else {
                 ++w->readsSinceWrite;
             }
         }
-        auto it = w->attrs.find(attr);
-        if (it == w->attrs.end()) return std::nullopt;
-        return it->second;
+        return w->facts;
     }
 
-    bool setPoint(const WindowHandle& h, std::string_view attr, Point value) override {
+    std::optional<std::vector<WindowHandle>> applicationWindows(int32_t pid) override {
         Lock l(mu_);
-        bool ok = false;
-        if (Window* w = find(h); w && isSettableLocked(*w, attr)) {
-            if (attr == Attr::position) {
-                armFightBack(*w);
-                if (w->refusesMoves) {
-                    ok = !w->moveRefusalReportsFailure;
-                } else {
-                    w->attrs[std::string(attr)] = value;
-                    ok = true;
-                }
-            } else {
-                w->attrs[std::string(attr)] = value;
-                ok = true;
-            }
+        if (failingLists_.count(pid)) return std::nullopt;
+        return windowsOfLocked(pid);
+    }
+
+    bool setPosition(const WindowHandle& h, Point value) override {
+        Lock l(mu_);
+        Window* w = find(h);
+        bool ok = w && w->facts.positionSettable && w->facts.frame;
+        if (ok) {
+            armFightBack(*w);
+            w->facts.frame = makeRect(value, w->facts.frame->size());
         }
-        writes_.push_back({h, std::string(attr), value, ok});
+        writes_.push_back({h, value});
         return ok;
     }
 
-    bool setSize(const WindowHandle& h, std::string_view attr, Size value) override {
+    bool setSize(const WindowHandle& h, Size value) override {
         Lock l(mu_);
-        bool ok = false;
-        if (Window* w = find(h); w && isSettableLocked(*w, attr)) {
-            if (attr == Attr::size) {
-                armFightBack(*w);
-                Rect current = storedFrame(*w).value_or(Rect{});
-                ResizeOutcome out = w->resize.decide
-                                        ? w->resize.decide(current, value)
-                                        : ResizeOutcome{true, makeRect(current.origin(), value)};
-                w->attrs[std::string(Attr::position)] = out.frame.origin();
-                w->attrs[std::string(Attr::size)] = out.frame.size();
-                ok = out.success;
-            } else {
-                w->attrs[std::string(attr)] = value;
-                ok = true;
-            }
+        Window* w = find(h);
+        bool ok = w && w->facts.sizeSettable && w->facts.frame;
+        if (ok) {
+            armFightBack(*w);
+            ResizeOutcome out = w->resize.decide(*w->facts.frame, value);
+            w->facts.frame = out.frame;
+            ok = out.success;
         }
-        writes_.push_back({h, std::string(attr), value, ok});
+        writes_.push_back({h, value});
         return ok;
-    }
-
-    bool isSettable(const WindowHandle& h, std::string_view attr) override {
-        Lock l(mu_);
-        const Window* w = find(h);
-        return w && isSettableLocked(*w, attr);
-    }
-
-    std::optional<AttributeValue> applicationWindows(int32_t pid) override {
-        Lock l(mu_);
-        auto it = apps_.find(pid);
-        if (it == apps_.end() || it->second.windowsReadFails) return std::nullopt;
-        if (it->second.rawWindows) return *it->second.rawWindows;
-        return AttributeValue{it->second.windows};
-    }
-
-    std::optional<int32_t> pid(const WindowHandle& h) override {
-        Lock l(mu_);
-        const Window* w = find(h);
-        if (!w) return std::nullopt;
-        return w->pid;
     }
 
     void setGlobalMessagingTimeout(float seconds) override {
@@ -460,73 +289,35 @@ class FakeWindowServer final : public WindowServer {
     using Lock = std::lock_guard<std::recursive_mutex>;
 
     struct Window {
-        int32_t pid = 0;
-        std::map<std::string, AttributeValue, std::less<>> attrs;
-        std::map<std::string, bool, std::less<>> settable;
+        WindowFacts facts;
         ResizeBehaviour resize = ResizeBehaviour::exact();
-        bool refusesMoves = false;
-        bool moveRefusalReportsFailure = true;
         std::optional<Rect> revertTo;  // armed fight-back: the frame before the engine's writes
         int readsSinceWrite = 0;
     };
 
-    struct App {
-        std::vector<WindowHandle> windows;
-        bool windowsReadFails = false;
-        std::optional<AttributeValue> rawWindows;
-    };
-
-    WindowHandle addBareWindowLocked(int32_t pid, uint64_t id) {
-        if (id == 0) {
-            while (windows_.count(nextId_)) ++nextId_;
-            id = nextId_++;
-        }
-        WindowHandle h{id, nullptr};
-        Window w;
-        w.pid = pid;
-        w.settable[std::string(Attr::position)] = true;
-        w.settable[std::string(Attr::size)] = true;
-        windows_[id] = std::move(w);
-        apps_[pid].windows.push_back(h);
-        return h;
+    std::vector<WindowHandle> windowsOfLocked(int32_t pid) const {
+        std::vector<WindowHandle> out;
+        for (uint64_t id : order_)
+            if (windows_.at(id).facts.pid == pid) out.push_back({id, nullptr});
+        return out;
     }
-
     Window* find(const WindowHandle& h) {
         auto it = windows_.find(h.id);
         return it == windows_.end() ? nullptr : &it->second;
-    }
-    const Window* find(const WindowHandle& h) const {
-        auto it = windows_.find(h.id);
-        return it == windows_.end() ? nullptr : &it->second;
-    }
-
-    static bool isSettableLocked(const Window& w, std::string_view attr) {
-        auto it = w.settable.find(attr);
-        return it != w.settable.end() && it->second;
-    }
-
-    static std::optional<Rect> storedFrame(const Window& w) {
-        auto p = w.attrs.find(Attr::position);
-        auto s = w.attrs.find(Attr::size);
-        if (p == w.attrs.end() || s == w.attrs.end()) return std::nullopt;
-        auto* pt = std::get_if<Point>(&p->second);
-        auto* sz = std::get_if<Size>(&s->second);
-        if (!pt || !sz) return std::nullopt;
-        return makeRect(*pt, *sz);
     }
 
     // The first write of a burst remembers where the window was; later ones restart the count.
     static void armFightBack(Window& w) {
         if (!w.resize.fightBackAfterReads) return;
-        if (!w.revertTo) w.revertTo = storedFrame(w);
+        if (!w.revertTo) w.revertTo = w.facts.frame;
         w.readsSinceWrite = 0;
     }
 
     mutable std::recursive_mutex mu_;
-    std::map<int32_t, App> apps_;
     std::map<uint64_t, Window> windows_;
+    std::vector<uint64_t> order_;  // windows in the order they were added
+    std::set<int32_t> failingLists_;
     std::vector<Write> writes_;
-    std::map<std::pair<uint64_t, std::string>, int, std::less<>> reads_;
     std::optional<float> timeout_;
     uint64_t nextId_ = 1001;
 };

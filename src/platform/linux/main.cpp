@@ -36,7 +36,7 @@
 #include "platform/linux/XdgAutostart.h"
 #include "platform/linux/shell/InstanceGuard.h"
 #include "platform/linux/shell/TestHooks.h"
-#include "platform/x11/X11ClientReading.h"
+#include "platform/x11/X11WindowModel.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11DisplaySource.h"
 #include "platform/x11/X11InputSource.h"
@@ -192,7 +192,7 @@ int runMavo() {
     };
 
     std::shared_ptr<AppDelegate> delegate = AppDelegate::create(engineEnv, services);
-    x11->clients().onChange([weak = std::weak_ptr<MaximizeEngine>(delegate->engine())] {
+    x11->windows().onChange([weak = std::weak_ptr<MaximizeEngine>(delegate->engine())] {
         if (auto engine = weak.lock()) engine->evaluateNewWindows();
     });
     std::unique_ptr<TestHooks> hooks;

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <iterator>
 
-#include "platform/x11/X11ClientReading.h"
 #include "platform/x11/X11Util.h"
+#include "platform/x11/X11WindowModel.h"
 
 namespace mavo {
 
@@ -174,6 +174,14 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
         noteError(reinterpret_cast<xcb_generic_error_t*>(event));
         return;
     }
+    // The hooks first: a waiter woken by this event must find what they keep already updated.
+    std::vector<std::function<void(const xcb_generic_event_t&)>> hooks;
+    {
+        std::lock_guard<std::mutex> guard(lock_);
+        hooks = hooks_;
+    }
+    for (auto& hook : hooks) hook(*event);
+
     auto note = [&](xcb_window_t window, xcb_atom_t what) {
         auto found = watches_.find({window, what});
         if (found == watches_.end()) return;
@@ -209,11 +217,9 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
         if (type == XCB_CONFIGURE_NOTIFY) return;
     }
 
-    std::vector<std::function<void(const xcb_generic_event_t&)>> hooks;
     bool queued = false;
     {
         std::lock_guard<std::mutex> guard(lock_);
-        hooks = hooks_;
         if (!listeners_.empty()) {
             const auto* bytes = reinterpret_cast<const uint8_t*>(event);
             queue_.emplace_back(bytes, bytes + eventSize(*event));
@@ -221,7 +227,6 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
             queued = queue_.size() == 1;
         }
     }
-    for (auto& hook : hooks) hook(*event);
     if (queued) signalMain();
 }
 
@@ -291,9 +296,9 @@ void X11Connection::addEventThreadHook(std::function<void(const xcb_generic_even
     hooks_.push_back(std::move(hook));
 }
 
-X11ClientReading& X11Connection::clients() {
-    std::call_once(clientsOnce_, [this] { clients_ = std::make_unique<X11ClientReading>(*this); });
-    return *clients_;
+X11WindowModel& X11Connection::windows() {
+    std::call_once(windowsOnce_, [this] { windows_ = std::make_unique<X11WindowModel>(*this); });
+    return *windows_;
 }
 
 void X11Connection::selectEvents(xcb_window_t window, uint32_t mask) {

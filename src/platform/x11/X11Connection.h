@@ -59,7 +59,7 @@ struct X11Atoms {
     xcb_atom_t gtkFrameExtents = XCB_ATOM_NONE;
 };
 
-class X11ClientReading;
+class X11WindowModel;
 
 class X11Connection {
   public:
@@ -102,16 +102,17 @@ class X11Connection {
     // Called once, from `dispatchPending`, after the connection to the server broke.
     void setConnectionLostHandler(std::function<void()> handler);
 
-    // Runs on the event thread for every event, before it is queued; must be quick and
-    // thread-safe. Hooks are added before events matter and never removed.
+    // Runs on the event thread for every event, before any wait hears of it and before it is
+    // queued; must be quick and thread-safe. Hooks are added before events matter and never
+    // removed.
     void addEventThreadHook(std::function<void(const xcb_generic_event_t&)> hook);
 
     // Adds `mask` to the events this connection selects on `window`, keeping the ones other
     // parts of the backend selected before.
     void selectEvents(xcb_window_t window, uint32_t mask);
 
-    // The window manager's clients as last read, one reading for every part of the backend.
-    X11ClientReading& clients();
+    // The window manager's clients, kept current by events, for every part of the backend.
+    X11WindowModel& windows();
 
     // A wait for something to happen to one window after a request: by default the first
     // ConfigureNotify (real or synthetic) or DestroyNotify of the window that the server generated
@@ -190,8 +191,8 @@ class X11Connection {
     bool lostReported_ = false;
     std::vector<std::string> errors_;
 
-    std::once_flag clientsOnce_;
-    std::unique_ptr<X11ClientReading> clients_;
+    std::once_flag windowsOnce_;
+    std::unique_ptr<X11WindowModel> windows_;
 
     std::thread eventThread_;
 };

@@ -265,12 +265,7 @@ void X11DisplaySource::watchChanges(std::function<void()> handler) {
     handler_ = std::move(handler);
     if (!first) return;
     x11_.addListener(this);
-    if (x11_.hasRandr()) {
-        xcb_randr_select_input(x11_.xcb(), x11_.root(),
-                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
-                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE |
-                                   XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
-    }
+    selectMonitorEvents(x11_);
     // Substructure events tell of panels that are no managed client coming and going.
     x11_.selectEvents(x11_.root(),
                       XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);

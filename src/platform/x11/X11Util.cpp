@@ -136,6 +136,15 @@ std::vector<std::optional<int32_t>> windowPids(X11Connection& x11,
     return pids;
 }
 
+void selectMonitorEvents(X11Connection& x11) {
+    if (!x11.hasRandr()) return;
+    xcb_randr_select_input(x11.xcb(), x11.root(),
+                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
+                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE |
+                               XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
+    xcb_flush(x11.xcb());
+}
+
 xcb_randr_get_monitors_cookie_t requestMonitors(X11Connection& x11) {
     if (!x11.hasRandr()) return {0};
     return xcb_randr_get_monitors(x11.xcb(), x11.root(), 1);

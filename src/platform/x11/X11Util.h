@@ -87,6 +87,9 @@ std::optional<std::vector<xcb_window_t>> clientList(X11Connection& x11);
 std::vector<std::optional<int32_t>> windowPids(X11Connection& x11,
                                                const std::vector<xcb_window_t>& windows);
 
+// Asks for the RandR events that tell of monitors changing (the same mask for every caller, as
+// a later selection replaces an earlier one).
+void selectMonitorEvents(X11Connection& x11);
 xcb_randr_get_monitors_cookie_t requestMonitors(X11Connection& x11);
 // The active monitors, the primary first (else in the server's order); nothing without RandR.
 std::vector<X11Monitor> monitorsReply(X11Connection& x11, xcb_randr_get_monitors_cookie_t cookie);

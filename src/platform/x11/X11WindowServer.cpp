@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "platform/x11/X11ClientReading.h"
 #include "platform/x11/X11Util.h"
 #include "windowaccess/AX.h"
 
@@ -58,41 +57,9 @@ bool X11WindowServer::inFlux(xcb_window_t window) {
 
 std::optional<X11FrameGeometry> X11WindowServer::geometry(xcb_window_t window) {
     if (inFlux(window)) return std::nullopt;
-    xcb_connection_t* c = x11_.xcb();
-    auto geometryCookie = xcb_get_geometry(c, window);
-    auto translateCookie = xcb_translate_coordinates(c, window, x11_.root(), 0, 0);
-    auto decorationsCookie =
-        requestProperty(x11_, window, x11_.ewmh()->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 4);
-    auto shadowsCookie =
-        requestProperty(x11_, window, x11_.atoms().gtkFrameExtents, XCB_ATOM_CARDINAL, 4);
-    auto monitorsCookie = requestMonitors(x11_);
-
-    xcb_generic_error_t* error = nullptr;
-    Reply<xcb_get_geometry_reply_t> geo(xcb_get_geometry_reply(c, geometryCookie, &error));
-    if (error) {
-        x11_.noteError(error);
-        free(error);
-        error = nullptr;
-    }
-    Reply<xcb_translate_coordinates_reply_t> translated(
-        xcb_translate_coordinates_reply(c, translateCookie, &error));
-    if (error) {
-        x11_.noteError(error);
-        free(error);
-    }
-    auto decorations = propertyReply(x11_, decorationsCookie);
-    auto shadows = propertyReply(x11_, shadowsCookie);
-    auto monitors = monitorsReply(x11_, monitorsCookie);
-    if (!geo || !translated || !decorations || !shadows) return std::nullopt;
-
-    X11FrameGeometry g;
-    g.client = {double(translated->dst_x), double(translated->dst_y), double(geo->width),
-                double(geo->height)};
-    g.border = geo->border_width;
-    g.decorations = extents(decorations->get());
-    g.shadows = extents(shadows->get());
-    g.origin = primaryOrigin(monitors);
-    return g;
+    auto state = x11_.windows().window(window);
+    if (!state) return std::nullopt;
+    return state->geometry;
 }
 
 std::optional<Rect> X11WindowServer::frame(xcb_window_t window) {
@@ -101,116 +68,58 @@ std::optional<Rect> X11WindowServer::frame(xcb_window_t window) {
     return g->visible();
 }
 
-std::optional<bool> X11WindowServer::isManaged(xcb_window_t window) {
-    auto wmStateCookie =
-        requestProperty(x11_, window, x11_.atoms().wmState, x11_.atoms().wmState, 2);
-    auto clients = x11_.clients().listed();
-    auto wmState = propertyReply(x11_, wmStateCookie);
-    if (!clients || !wmState) return std::nullopt;
-    // Window managers list a client as they begin to manage it; WM_STATE follows once it is set
-    // up (mapped, or iconified) and acts on requests about it.
-    auto state = cardinals(wmState->get());
-    return contains(*clients, window) && !state.empty() &&
-           (state[0] == XCB_ICCCM_WM_STATE_NORMAL || state[0] == XCB_ICCCM_WM_STATE_ICONIC);
-}
-
-std::optional<std::vector<uint32_t>> X11WindowServer::atomList(xcb_window_t window,
-                                                               xcb_atom_t property) {
-    auto reply = propertyReply(x11_, requestProperty(x11_, window, property, XCB_ATOM_ATOM));
-    if (!reply) return std::nullopt;
-    return cardinals(reply->get());
-}
-
-std::optional<AttributeValue> X11WindowServer::copyAttribute(const WindowHandle& element,
-                                                             std::string_view attribute) {
-    xcb_window_t window = windowOf(element);
+std::string X11WindowServer::subrole(const X11WindowState& state) {
     xcb_ewmh_connection_t* ewmh = x11_.ewmh();
-    if (attribute == Attr::role) {
-        auto managed = isManaged(window);
-        if (!managed || !*managed) return std::nullopt;
-        return AttributeValue(std::string(Attr::windowRole));
-    }
-    if (attribute == Attr::subrole) {
-        auto typeCookie = requestProperty(x11_, window, ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
-        auto transientCookie =
-            requestProperty(x11_, window, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 1);
-        auto types = propertyReply(x11_, typeCookie);
-        auto transient = propertyReply(x11_, transientCookie);
-        if (!types || !transient) return std::nullopt;
-        // The first type this backend knows decides, as the window manager does it.
-        for (uint32_t type : cardinals(types->get())) {
-            if (type == ewmh->_NET_WM_WINDOW_TYPE_NORMAL) {
-                return AttributeValue(std::string(Attr::standardWindow));
-            }
-            if (type == ewmh->_NET_WM_WINDOW_TYPE_DIALOG) {
-                return AttributeValue(std::string("AXDialog"));
-            }
-            if (type == ewmh->_NET_WM_WINDOW_TYPE_UTILITY ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_TOOLBAR ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_MENU) {
-                return AttributeValue(std::string("AXFloatingWindow"));
-            }
-            if (type == ewmh->_NET_WM_WINDOW_TYPE_DOCK ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_DESKTOP ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_SPLASH ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_NOTIFICATION ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_DROPDOWN_MENU ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_POPUP_MENU ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_TOOLTIP ||
-                type == ewmh->_NET_WM_WINDOW_TYPE_COMBO || type == ewmh->_NET_WM_WINDOW_TYPE_DND) {
-                return AttributeValue(std::string("AXSystemFloatingWindow"));
-            }
+    // The first type this backend knows decides, as the window manager does it.
+    for (uint32_t type : state.types) {
+        if (type == ewmh->_NET_WM_WINDOW_TYPE_NORMAL) return std::string(Attr::standardWindow);
+        if (type == ewmh->_NET_WM_WINDOW_TYPE_DIALOG) return "AXDialog";
+        if (type == ewmh->_NET_WM_WINDOW_TYPE_UTILITY ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_TOOLBAR || type == ewmh->_NET_WM_WINDOW_TYPE_MENU) {
+            return "AXFloatingWindow";
         }
-        // No known type: a transient window is a dialog of its owner, anything else is normal.
-        auto owner = cardinals(transient->get());
-        if (!owner.empty() && owner[0] != XCB_WINDOW_NONE) {
-            return AttributeValue(std::string("AXDialog"));
+        if (type == ewmh->_NET_WM_WINDOW_TYPE_DOCK || type == ewmh->_NET_WM_WINDOW_TYPE_DESKTOP ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_SPLASH ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_NOTIFICATION ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_DROPDOWN_MENU ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_POPUP_MENU ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_TOOLTIP || type == ewmh->_NET_WM_WINDOW_TYPE_COMBO ||
+            type == ewmh->_NET_WM_WINDOW_TYPE_DND) {
+            return "AXSystemFloatingWindow";
         }
-        return AttributeValue(std::string(Attr::standardWindow));
     }
-    if (attribute == Attr::minimized) {
-        auto stateCookie = requestProperty(x11_, window, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
-        auto wmStateCookie =
-            requestProperty(x11_, window, x11_.atoms().wmState, x11_.atoms().wmState, 2);
-        auto state = propertyReply(x11_, stateCookie);
-        auto wmState = propertyReply(x11_, wmStateCookie);
-        if (!state || !wmState) return std::nullopt;
-        auto iconic = cardinals(wmState->get());
-        bool hidden = contains(cardinals(state->get()), ewmh->_NET_WM_STATE_HIDDEN) ||
-                      (!iconic.empty() && iconic[0] == XCB_ICCCM_WM_STATE_ICONIC);
-        return AttributeValue(hidden);
-    }
-    if (attribute == Attr::fullScreen) {
-        auto state = atomList(window, ewmh->_NET_WM_STATE);
-        if (!state) return std::nullopt;
-        return AttributeValue(contains(*state, ewmh->_NET_WM_STATE_FULLSCREEN));
-    }
-    if (attribute == Attr::position || attribute == Attr::size) {
-        auto f = frame(window);
-        if (!f) return std::nullopt;
-        if (attribute == Attr::position) return AttributeValue(f->origin());
-        return AttributeValue(f->size());
-    }
-    if (attribute == Attr::title) {
-        auto netNameCookie = requestProperty(x11_, window, ewmh->_NET_WM_NAME, ewmh->UTF8_STRING);
-        auto nameCookie = requestProperty(x11_, window, XCB_ATOM_WM_NAME, XCB_ATOM_ANY);
-        auto netName = propertyReply(x11_, netNameCookie);
-        auto name = propertyReply(x11_, nameCookie);
-        if (netName && *netName) {
-            if (auto utf8 = text(netName->get())) return AttributeValue(*utf8);
-        }
-        if (!name || !*name) return std::nullopt;
-        auto raw = text(name->get());
-        if (!raw) return std::nullopt;
-        xcb_atom_t type = (*name)->type;
-        if (type == ewmh->UTF8_STRING) return AttributeValue(*raw);
-        if (type == XCB_ATOM_STRING) return AttributeValue(latin1ToUtf8(*raw));
-        // Compound text: keep its ASCII, which is what it shares with UTF-8.
-        std::string ascii;
-        for (char ch : *raw) ascii.push_back(static_cast<unsigned char>(ch) < 0x80 ? ch : '?');
-        return AttributeValue(ascii);
-    }
-    return std::nullopt;
+    // No known type: a transient window is a dialog of its owner, anything else is normal.
+    if (state.transientFor != XCB_WINDOW_NONE) return "AXDialog";
+    return std::string(Attr::standardWindow);
+}
+
+std::optional<WindowFacts> X11WindowServer::facts(const WindowHandle& handle) {
+    xcb_window_t window = windowOf(handle);
+    auto state = x11_.windows().window(window);
+    if (!state) return std::nullopt;
+    xcb_ewmh_connection_t* ewmh = x11_.ewmh();
+    WindowFacts f;
+    // Window managers list a client as they begin to manage it; WM_STATE follows once it is set
+    // up (mapped, or iconified) and acts on requests about it. Only then is it a window at all.
+    auto listed = x11_.windows().listed();
+    bool managed = listed && contains(*listed, window) &&
+                   (state->wmState == XCB_ICCCM_WM_STATE_NORMAL ||
+                    state->wmState == XCB_ICCCM_WM_STATE_ICONIC);
+    if (managed) f.role = std::string(Attr::windowRole);
+    f.subrole = subrole(*state);
+    f.title = state->title.value_or("");
+    f.minimized = contains(state->netState, ewmh->_NET_WM_STATE_HIDDEN) ||
+                  state->wmState == XCB_ICCCM_WM_STATE_ICONIC;
+    f.fullScreen = contains(state->netState, ewmh->_NET_WM_STATE_FULLSCREEN);
+    // Window managers that publish the allowed actions have the last word.
+    auto allows = [&](xcb_atom_t action) {
+        return !state->allowedActions || contains(*state->allowedActions, action);
+    };
+    f.positionSettable = allows(ewmh->_NET_WM_ACTION_MOVE);
+    f.sizeSettable = allows(ewmh->_NET_WM_ACTION_RESIZE) && !state->fixedSize;
+    if (!inFlux(window)) f.frame = state->geometry.visible();
+    f.pid = state->pid;
+    return f;
 }
 
 bool X11WindowServer::leaveMaximizedState(xcb_window_t window, Deadline deadline) {
@@ -308,73 +217,24 @@ bool X11WindowServer::write(xcb_window_t window, std::optional<Point> position,
     return true;
 }
 
-bool X11WindowServer::setPoint(const WindowHandle& element, std::string_view attribute,
-                               Point value) {
-    if (attribute != Attr::position) return false;
-    return write(windowOf(element), value, std::nullopt);
+bool X11WindowServer::setPosition(const WindowHandle& window, Point value) {
+    return write(windowOf(window), value, std::nullopt);
 }
 
-bool X11WindowServer::setSize(const WindowHandle& element, std::string_view attribute, Size value) {
-    if (attribute != Attr::size) return false;
-    return write(windowOf(element), std::nullopt, value);
-}
-
-bool X11WindowServer::isSettable(const WindowHandle& element, std::string_view attribute) {
-    if (attribute != Attr::position && attribute != Attr::size) return false;
-    xcb_window_t window = windowOf(element);
-    xcb_connection_t* c = x11_.xcb();
-    auto existsCookie = xcb_get_geometry(c, window);
-    auto actionsCookie =
-        requestProperty(x11_, window, x11_.ewmh()->_NET_WM_ALLOWED_ACTIONS, XCB_ATOM_ATOM);
-    auto hintsCookie = xcb_icccm_get_wm_normal_hints(c, window);
-
-    xcb_generic_error_t* error = nullptr;
-    Reply<xcb_get_geometry_reply_t> exists(xcb_get_geometry_reply(c, existsCookie, &error));
-    if (error) {
-        x11_.noteError(error);
-        free(error);
-        error = nullptr;
-    }
-    auto actions = propertyReply(x11_, actionsCookie);
-    xcb_size_hints_t hints{};
-    bool haveHints = xcb_icccm_get_wm_normal_hints_reply(c, hintsCookie, &hints, &error) != 0;
-    if (error) {
-        x11_.noteError(error);
-        free(error);
-    }
-    if (!exists || !actions) return false;
-
-    // Window managers that publish the allowed actions have the last word.
-    if (*actions) {
-        auto allowed = cardinals(actions->get());
-        xcb_atom_t needed = attribute == Attr::position ? x11_.ewmh()->_NET_WM_ACTION_MOVE
-                                                        : x11_.ewmh()->_NET_WM_ACTION_RESIZE;
-        if (!contains(allowed, needed)) return false;
-    }
-    if (attribute == Attr::size && haveHints) {
-        bool bounded = (hints.flags & XCB_ICCCM_SIZE_HINT_P_MIN_SIZE) &&
-                       (hints.flags & XCB_ICCCM_SIZE_HINT_P_MAX_SIZE);
-        if (bounded && hints.min_width == hints.max_width && hints.min_height == hints.max_height) {
-            return false;
-        }
-    }
-    return true;
+bool X11WindowServer::setSize(const WindowHandle& window, Size value) {
+    return write(windowOf(window), std::nullopt, value);
 }
 
 // All the windows of the application this process belongs to, whatever process shows them.
-std::optional<AttributeValue> X11WindowServer::applicationWindows(int32_t pid) {
-    auto apps = x11_.clients().applications();
+std::optional<std::vector<WindowHandle>> X11WindowServer::applicationWindows(int32_t pid) {
+    auto apps = x11_.windows().applications();
     if (!apps) return std::nullopt;
     std::vector<WindowHandle> windows;
     for (const X11Application& app : *apps) {
         if (!std::binary_search(app.pids.begin(), app.pids.end(), pid)) continue;
         for (xcb_window_t window : app.windows) windows.push_back(WindowHandle{window, nullptr});
     }
-    return AttributeValue(std::move(windows));
-}
-
-std::optional<int32_t> X11WindowServer::pid(const WindowHandle& element) {
-    return windowPids(x11_, {windowOf(element)}).front();
+    return windows;
 }
 
 void X11WindowServer::setGlobalMessagingTimeout(float seconds) {

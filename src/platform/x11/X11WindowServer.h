@@ -10,8 +10,9 @@
 // acted, so that the read-back that follows sees the result. Only windows the window manager has
 // taken on (listed, and given a WM_STATE) are windows at all: a request about a window it is still
 // setting up would be dropped, and the unchanged frame taken for the application's own sizing.
-// Safe to call from any thread (the engine calls it on its queue); a vanished window is "no value"
-// or false and nothing is printed.
+// Reads come from the connection's window model, so a tick in steady state asks the server
+// nothing. Safe to call from any thread (the engine calls it on its queue); a vanished window is
+// "no value" or false and nothing is printed.
 //
 //     X11WindowServer server(*x11);
 //     AX ax(server);   // what the engine is built with
@@ -26,6 +27,7 @@
 
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Util.h"
+#include "platform/x11/X11WindowModel.h"
 #include "windowaccess/WindowServer.h"
 
 namespace mavo {
@@ -34,13 +36,10 @@ class X11WindowServer : public WindowServer {
   public:
     explicit X11WindowServer(X11Connection& x11) : x11_(x11) {}
 
-    std::optional<AttributeValue> copyAttribute(const WindowHandle& element,
-                                                std::string_view attribute) override;
-    bool setPoint(const WindowHandle& element, std::string_view attribute, Point value) override;
-    bool setSize(const WindowHandle& element, std::string_view attribute, Size value) override;
-    bool isSettable(const WindowHandle& element, std::string_view attribute) override;
-    std::optional<AttributeValue> applicationWindows(int32_t pid) override;
-    std::optional<int32_t> pid(const WindowHandle& element) override;
+    std::optional<WindowFacts> facts(const WindowHandle& window) override;
+    std::optional<std::vector<WindowHandle>> applicationWindows(int32_t pid) override;
+    bool setPosition(const WindowHandle& window, Point value) override;
+    bool setSize(const WindowHandle& window, Size value) override;
     // Also the longest wait for the window manager to act on a write.
     void setGlobalMessagingTimeout(float seconds) override;
 
@@ -50,8 +49,7 @@ class X11WindowServer : public WindowServer {
   private:
     using Deadline = std::chrono::steady_clock::time_point;
     std::optional<X11FrameGeometry> geometry(xcb_window_t window);
-    std::optional<bool> isManaged(xcb_window_t window);
-    std::optional<std::vector<uint32_t>> atomList(xcb_window_t window, xcb_atom_t property);
+    std::string subrole(const X11WindowState& state);
     // Moves and/or resizes the visible frame; returns once the window manager acted, or at the
     // messaging timeout, which bounds the whole call.
     bool write(xcb_window_t window, std::optional<Point> position, std::optional<Size> size);

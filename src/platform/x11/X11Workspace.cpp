@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/x11/X11ClientReading.h"
 #include "platform/x11/X11Util.h"
+#include "platform/x11/X11WindowModel.h"
 
 namespace mavo {
 
@@ -25,7 +25,7 @@ RunningApplication running(const X11Application& app, int32_t pid) {
 // all its windows.
 std::vector<RunningApplication> X11Workspace::runningApplications() {
     std::vector<RunningApplication> apps;
-    auto all = x11_.clients().applications();
+    auto all = x11_.windows().applications();
     if (!all) return apps;
     for (const X11Application& app : *all) {
         apps.push_back(running(app, app.pids.front()));
@@ -41,7 +41,7 @@ std::optional<RunningApplication> X11Workspace::frontmostApplication() {
     auto windows = cardinals(active->get());
     if (windows.empty() || windows[0] == XCB_WINDOW_NONE) return std::nullopt;
     auto pid = windowPids(x11_, {windows[0]}).front();
-    auto apps = x11_.clients().applications();
+    auto apps = x11_.windows().applications();
     if (!pid || !apps) return std::nullopt;
     for (const X11Application& app : *apps) {
         if (std::binary_search(app.pids.begin(), app.pids.end(), *pid)) return running(app, *pid);

@@ -17,10 +17,7 @@ using ::testing::UnorderedElementsAre;
 
 class X11WindowServerTest : public X11Fixture {
   protected:
-    std::vector<WindowHandle> windowsOf(pid_t pid) {
-        auto value = server->applicationWindows(pid);
-        return value ? std::get<std::vector<WindowHandle>>(*value) : std::vector<WindowHandle>{};
-    }
+    std::vector<WindowHandle> windowsOf(pid_t pid) { return ax->windows(pid); }
     void setState(xcb_window_t w, bool add, const char* a, const char* b = nullptr) {
         desktop->sendClientMessage(w, "_NET_WM_STATE",
                                    {add, desktop->atom(a), b ? desktop->atom(b) : 0, 2});
@@ -203,8 +200,8 @@ TEST_F(X11WindowServerTest, TitleStatesAndTheOnScreenList) {
     WindowHandle w = win(older.window);
     EXPECT_EQ(ax->string(w, Attr::title), "Résumé — draft × 2");
     // Real values, not failures folded into false.
-    EXPECT_EQ(server->copyAttribute(w, Attr::minimized), AttributeValue{false});
-    EXPECT_EQ(server->copyAttribute(w, Attr::fullScreen), AttributeValue{false});
+    EXPECT_EQ(ax->copyAttribute(w, Attr::minimized), AttributeValue{false});
+    EXPECT_EQ(ax->copyAttribute(w, Attr::fullScreen), AttributeValue{false});
     setState(older.window, true, "_NET_WM_STATE_FULLSCREEN");
     EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax->boolean(w, Attr::fullScreen); }));
     setState(older.window, false, "_NET_WM_STATE_FULLSCREEN");
@@ -262,7 +259,7 @@ TEST_F(X11WindowServerTest, VanishedWindowsAreSilentAndALostServerLeavesEmptyAns
     ::testing::internal::CaptureStdout();
     for (auto attribute : {Attr::role, Attr::subrole, Attr::minimized, Attr::fullScreen,
                            Attr::position, Attr::size, Attr::title})
-        EXPECT_FALSE(server->copyAttribute(w, attribute)) << attribute;
+        EXPECT_FALSE(ax->copyAttribute(w, attribute)) << attribute;
     EXPECT_FALSE(ax->frame(w));
     EXPECT_FALSE(ax->set(w, Attr::position, Point{0, 0}));
     EXPECT_FALSE(ax->set(w, Attr::size, Size{800, 600}));

@@ -153,7 +153,7 @@ TEST(PlacementScenario, TitlesKeyPlacementsOnlyForApplicationsWithSeveralWindows
     // The document is saved (its title loses the mark) and reopened alone later: with one
     // window the title no longer counts, so the two-window placement does not apply.
     h.server.removeWindow(b);
-    h.server.setAttribute(a, "AXTitle", std::string("report"));
+    h.server.change(a, [](WindowFacts& f) { f.title = "report"; });
     h.server.setFrame(a, {300, 200, 800, 600});
     h.relaunch();
     h.tick();

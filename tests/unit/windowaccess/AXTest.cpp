@@ -13,39 +13,48 @@ struct AXTest : ::testing::Test {
 };
 
 TEST_F(AXTest, WindowListFailuresFoldIntoAnEmptyList) {
-    ws.addApp(1);
     ws.addWindow(2, "x", {0, 0, 10, 10});
     ws.setWindowsReadFails(2, true);
-    ws.addApp(3);
-    ws.setWindowsRawValue(3, std::string("not a list"));
-    for (int32_t pid : {1, 2, 3, 99}) EXPECT_TRUE(ax.windows(pid).empty()) << pid;
+    for (int32_t pid : {2, 99}) EXPECT_TRUE(ax.windows(pid).empty()) << pid;
     ws.setWindowsReadFails(2, false);
     EXPECT_EQ(ax.windows(2).size(), 1u);
 }
 
-TEST_F(AXTest, TypedReadersAnswerOnlyValuesOfTheirOwnKind) {
-    WindowHandle w = ws.addBareWindow(1);
-    const std::vector<std::pair<AttributeValue, bool>> booleans = {
-        {true, true}, {1.0, true}, {0.0, false}, {std::string("true"), false}};
-    for (const auto& [value, truth] : booleans) {
-        ws.setAttribute(w, "AXMinimized", value);
-        EXPECT_EQ(ax.boolean(w, "AXMinimized"), truth) << value.index();
-    }
-    ws.removeAttribute(w, "AXMinimized");
-    EXPECT_FALSE(ax.boolean(w, "AXMinimized"));
-    ws.setAttribute(w, "AXTitle", 3.0);
-    ws.setAttribute(w, "AXPosition", Size{1, 2});
-    ws.setAttribute(w, "AXSize", Point{1, 2});
-    EXPECT_EQ(ax.string(w, "AXTitle"), std::nullopt);
-    EXPECT_EQ(ax.point(w, "AXPosition"), std::nullopt);
-    EXPECT_EQ(ax.size(w, "AXSize"), std::nullopt);
-    EXPECT_EQ(ax.point(w, "AXSize"), (Point{1, 2}));
+TEST_F(AXTest, AttributesAreTheFactsByNameAndNothingElse) {
+    WindowHandle w = ws.addWindow(7, "Doc", {10, 20, 300, 200});
+    EXPECT_EQ(ax.string(w, Attr::role), "AXWindow");
+    EXPECT_EQ(ax.point(w, Attr::position), (Point{10, 20}));
+    EXPECT_EQ(ax.size(w, Attr::size), (Size{300, 200}));
+    EXPECT_EQ(ax.point(w, Attr::size), std::nullopt);
+    EXPECT_EQ(ax.pid(w), 7);
+    ws.change(w, [](WindowFacts& f) {
+        f.subrole.clear();
+        f.minimized = true;
+        f.frame.reset();
+        f.positionSettable = false;
+    });
+    EXPECT_EQ(ax.string(w, Attr::subrole), std::nullopt) << "an empty fact is no value";
+    EXPECT_TRUE(ax.boolean(w, Attr::minimized));
+    EXPECT_FALSE(ax.boolean(w, Attr::fullScreen));
+    EXPECT_EQ(ax.frame(w), std::nullopt);
+    EXPECT_EQ(ax.size(w, Attr::size), std::nullopt);
+    EXPECT_FALSE(ax.isSettable(w, Attr::position));
+    EXPECT_TRUE(ax.isSettable(w, Attr::size));
+    EXPECT_FALSE(ax.isSettable(w, Attr::title));
+    EXPECT_FALSE(ax.set(w, Attr::title, Point{0, 0}));
+    EXPECT_FALSE(ax.set(w, Attr::position, Size{1, 1}));
+    EXPECT_EQ(ws.writeCount(), 0u) << "a write to the wrong attribute is never sent";
+
+    ws.removeWindow(w);
+    EXPECT_EQ(ax.string(w, Attr::title), std::nullopt);
+    EXPECT_FALSE(ax.isSettable(w, Attr::size));
+    EXPECT_EQ(ax.pid(w), std::nullopt);
 }
 
 // Titles and roles are other programs' bytes; they leave the string reader as UTF-8, with one
 // U+FFFD for each ill-formed sequence and well-formed text untouched.
 TEST_F(AXTest, StringsThatAreNotUtf8AreRepaired) {
-    WindowHandle w = ws.addBareWindow(1);
+    WindowHandle w = ws.addWindow(1, "", {0, 0, 10, 10});
     const std::string r = "\uFFFD";
     for (const auto& [raw, repaired] : std::vector<std::pair<std::string, std::string>>{
              {"naïve — “quoted” 😀 \U0010FFFF", "naïve — “quoted” 😀 \U0010FFFF"},
@@ -62,21 +71,9 @@ TEST_F(AXTest, StringsThatAreNotUtf8AreRepaired) {
               "A\xf0\x9f\x98",
               r + "A" + r},  // cut short in the middle
          }) {
-        ws.setAttribute(w, "AXTitle", raw);
+        ws.change(w, [&](WindowFacts& f) { f.title = raw; });
         EXPECT_EQ(ax.string(w, "AXTitle"), repaired) << raw;
     }
-}
-
-TEST_F(AXTest, FrameNeedsBothPartsAndSkipsTheSizeWhenThePositionFails) {
-    WindowHandle w = ws.addWindow(1, "x", {10, 20, 300, 200});
-    ws.setAttribute(w, Attr::size, std::string("300x200"));
-    EXPECT_EQ(ax.frame(w), std::nullopt);
-    ws.setAttribute(w, Attr::size, Size{300, 200});
-    ws.removeAttribute(w, Attr::position);
-    ws.clearReadCounts();
-    EXPECT_EQ(ax.frame(w), std::nullopt);
-    EXPECT_EQ(ws.readCount(w, Attr::position), 1);
-    EXPECT_EQ(ws.readCount(w, Attr::size), 0);
 }
 
 }  // namespace

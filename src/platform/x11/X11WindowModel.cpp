@@ -1,0 +1,382 @@
+#include "platform/x11/X11WindowModel.h"
+
+#include <xcb/randr.h>
+#include <xcb/res.h>
+#include <xcb/xcb_icccm.h>
+
+#include <algorithm>
+#include <set>
+
+#include "platform/x11/X11Connection.h"
+
+namespace mavo {
+
+namespace {
+
+bool contains(const std::vector<uint32_t>& values, uint32_t value) {
+    return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+template <typename T>
+Reply<T> take(X11Connection& x11, T* reply, xcb_generic_error_t* error) {
+    if (error) {
+        x11.noteError(error);
+        free(error);
+    }
+    return Reply<T>(reply);
+}
+
+std::optional<std::string> titleFrom(X11Connection& x11, const xcb_get_property_reply_t* netName,
+                                     const xcb_get_property_reply_t* name) {
+    if (netName)
+        if (auto utf8 = text(netName)) return utf8;
+    if (!name) return std::nullopt;
+    auto raw = text(name);
+    if (!raw) return std::nullopt;
+    if (name->type == x11.ewmh()->UTF8_STRING) return raw;
+    if (name->type == XCB_ATOM_STRING) return latin1ToUtf8(*raw);
+    // Compound text: keep its ASCII, which is what it shares with UTF-8.
+    for (char& ch : *raw)
+        if (static_cast<unsigned char>(ch) >= 0x80) ch = '?';
+    return raw;
+}
+
+}  // namespace
+
+struct X11WindowModel::Shared {
+    struct Entry {
+        uint64_t changes = 0;  // events seen that may have changed what was read
+        uint64_t readAt = 0;   // `changes` when the kept state was asked for
+        std::optional<X11WindowState> state;
+        xcb_window_t toplevel = XCB_WINDOW_NONE;
+    };
+
+    xcb_window_t root;
+    uint8_t randrFirstEvent;
+    xcb_atom_t clientListAtom;
+    std::set<xcb_atom_t> watchedAtoms;
+
+    std::mutex lock;  // guards everything below
+    std::function<void()> handler;
+    uint64_t listChanges = 1, listReadAt = 0;
+    std::optional<std::vector<xcb_window_t>> list;
+    std::map<xcb_window_t, Entry> windows;
+    std::map<xcb_window_t, xcb_window_t> clientOfToplevel;
+
+    void changed(xcb_window_t window) {
+        auto found = windows.find(window);
+        if (found != windows.end()) ++found->second.changes;
+    }
+
+    void handle(const xcb_generic_event_t& e) {
+        uint8_t type = e.response_type & 0x7f;
+        std::function<void()> notify;
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            switch (type) {
+                case XCB_PROPERTY_NOTIFY: {
+                    const auto& p = reinterpret_cast<const xcb_property_notify_event_t&>(e);
+                    if (p.window == root && p.atom == clientListAtom) {
+                        ++listChanges;
+                        notify = handler;
+                    } else if (watchedAtoms.count(p.atom)) {
+                        changed(p.window);
+                    }
+                    break;
+                }
+                case XCB_CONFIGURE_NOTIFY: {
+                    const auto& c = reinterpret_cast<const xcb_configure_notify_event_t&>(e);
+                    changed(c.window);
+                    // A frame moving carries its client along without telling the client.
+                    auto client = clientOfToplevel.find(c.window);
+                    if (client != clientOfToplevel.end()) changed(client->second);
+                    break;
+                }
+                case XCB_REPARENT_NOTIFY:
+                    changed(reinterpret_cast<const xcb_reparent_notify_event_t&>(e).window);
+                    break;
+                case XCB_DESTROY_NOTIFY: {
+                    xcb_window_t w = reinterpret_cast<const xcb_destroy_notify_event_t&>(e).window;
+                    auto found = windows.find(w);
+                    if (found != windows.end()) {
+                        clientOfToplevel.erase(found->second.toplevel);
+                        windows.erase(found);
+                    }
+                    break;
+                }
+                default:
+                    // The primary monitor's corner is every frame's origin.
+                    if (randrFirstEvent &&
+                        (type == randrFirstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                         type == randrFirstEvent + XCB_RANDR_NOTIFY)) {
+                        for (auto& [window, entry] : windows) ++entry.changes;
+                    }
+            }
+        }
+        if (notify) notify();
+    }
+};
+
+X11WindowModel::X11WindowModel(X11Connection& x11)
+    : x11_(x11), shared_(std::make_shared<Shared>()) {
+    xcb_ewmh_connection_t* ewmh = x11.ewmh();
+    shared_->root = x11.root();
+    shared_->randrFirstEvent = x11.randrFirstEvent();
+    shared_->clientListAtom = ewmh->_NET_CLIENT_LIST;
+    shared_->watchedAtoms = {x11.atoms().wmState,
+                             ewmh->_NET_WM_WINDOW_TYPE,
+                             XCB_ATOM_WM_TRANSIENT_FOR,
+                             ewmh->_NET_WM_STATE,
+                             ewmh->_NET_WM_ALLOWED_ACTIONS,
+                             XCB_ATOM_WM_NORMAL_HINTS,
+                             ewmh->_NET_WM_NAME,
+                             XCB_ATOM_WM_NAME,
+                             ewmh->_NET_WM_PID,
+                             XCB_ATOM_WM_CLASS,
+                             ewmh->_NET_FRAME_EXTENTS,
+                             x11.atoms().gtkFrameExtents};
+    x11.addEventThreadHook([shared = shared_](const xcb_generic_event_t& e) { shared->handle(e); });
+    x11.selectEvents(x11.root(),
+                     XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+    selectMonitorEvents(x11);
+}
+
+X11WindowModel::~X11WindowModel() = default;
+
+void X11WindowModel::onChange(std::function<void()> handler) {
+    std::lock_guard<std::mutex> guard(shared_->lock);
+    shared_->handler = std::move(handler);
+}
+
+std::optional<std::vector<xcb_window_t>> X11WindowModel::listed() {
+    uint64_t changes;
+    {
+        std::lock_guard<std::mutex> guard(shared_->lock);
+        if (shared_->list && shared_->listReadAt == shared_->listChanges) return shared_->list;
+        changes = shared_->listChanges;
+    }
+    auto list = clientList(x11_);
+    if (!list) return std::nullopt;
+    std::lock_guard<std::mutex> guard(shared_->lock);
+    // Counted before reading: a change during the read makes the next call read again.
+    shared_->list = list;
+    shared_->listReadAt = changes;
+    return list;
+}
+
+std::optional<X11WindowState> X11WindowModel::window(xcb_window_t window) {
+    return read({window}).front();
+}
+
+std::optional<std::vector<X11Application>> X11WindowModel::applications() {
+    auto windows = listed();
+    if (!windows) return std::nullopt;
+    auto states = read(*windows);
+    xcb_ewmh_connection_t* ewmh = x11_.ewmh();
+    std::vector<X11Client> clients;
+    for (size_t i = 0; i < windows->size(); ++i) {
+        // A window that vanished meanwhile, or one without a process, belongs to no application.
+        const auto& s = states[i];
+        if (!s || s->pid == 0) continue;
+        clients.push_back({(*windows)[i], s->pid, s->instance, s->cls,
+                           !contains(s->types, ewmh->_NET_WM_WINDOW_TYPE_DOCK) &&
+                               !contains(s->types, ewmh->_NET_WM_WINDOW_TYPE_DESKTOP) &&
+                               !contains(s->netState, ewmh->_NET_WM_STATE_SKIP_TASKBAR)});
+    }
+    return groupApplications(clients);
+}
+
+std::vector<std::optional<X11WindowState>> X11WindowModel::read(
+    const std::vector<xcb_window_t>& windows) {
+    std::vector<std::optional<X11WindowState>> states(windows.size());
+    if (!x11_.isAlive()) return states;
+    std::vector<size_t> stale;
+    std::vector<uint64_t> changes;
+    {
+        std::lock_guard<std::mutex> guard(shared_->lock);
+        for (size_t i = 0; i < windows.size(); ++i) {
+            auto& entry = shared_->windows[windows[i]];
+            if (entry.state && entry.readAt == entry.changes) {
+                states[i] = entry.state;
+            } else {
+                stale.push_back(i);
+                changes.push_back(entry.changes);
+            }
+        }
+    }
+    if (stale.empty()) return states;
+
+    xcb_connection_t* c = x11_.xcb();
+    xcb_ewmh_connection_t* ewmh = x11_.ewmh();
+    // Selected before the reads, so that no change after them goes unseen.
+    for (size_t i : stale) {
+        x11_.selectEvents(windows[i],
+                          XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    }
+    struct Cookies {
+        xcb_get_geometry_cookie_t geometry;
+        xcb_translate_coordinates_cookie_t position;
+        xcb_query_tree_cookie_t tree;
+        xcb_get_property_cookie_t wmState, types, transient, netState, actions, netName, name, pid,
+            wmClass, decorations, shadows;
+        xcb_get_property_cookie_t hints;
+        xcb_res_query_client_ids_cookie_t owner;
+    };
+    std::vector<Cookies> cookies;
+    cookies.reserve(stale.size());
+    auto monitors = requestMonitors(x11_);
+    for (size_t i : stale) {
+        xcb_window_t w = windows[i];
+        Cookies k;
+        k.geometry = xcb_get_geometry(c, w);
+        k.position = xcb_translate_coordinates(c, w, x11_.root(), 0, 0);
+        k.tree = xcb_query_tree(c, w);
+        k.wmState = requestProperty(x11_, w, x11_.atoms().wmState, x11_.atoms().wmState, 2);
+        k.types = requestProperty(x11_, w, ewmh->_NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM);
+        k.transient = requestProperty(x11_, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 1);
+        k.netState = requestProperty(x11_, w, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
+        k.actions = requestProperty(x11_, w, ewmh->_NET_WM_ALLOWED_ACTIONS, XCB_ATOM_ATOM);
+        k.netName = requestProperty(x11_, w, ewmh->_NET_WM_NAME, ewmh->UTF8_STRING);
+        k.name = requestProperty(x11_, w, XCB_ATOM_WM_NAME, XCB_ATOM_ANY);
+        k.pid = requestProperty(x11_, w, ewmh->_NET_WM_PID, XCB_ATOM_CARDINAL, 1);
+        k.wmClass = requestProperty(x11_, w, XCB_ATOM_WM_CLASS, XCB_ATOM_ANY, 256);
+        k.decorations = requestProperty(x11_, w, ewmh->_NET_FRAME_EXTENTS, XCB_ATOM_CARDINAL, 4);
+        k.shadows = requestProperty(x11_, w, x11_.atoms().gtkFrameExtents, XCB_ATOM_CARDINAL, 4);
+        k.hints = xcb_icccm_get_wm_normal_hints(c, w);
+        if (x11_.hasXRes()) {
+            xcb_res_client_id_spec_t spec{w, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            k.owner = xcb_res_query_client_ids(c, 1, &spec);
+        }
+        cookies.push_back(k);
+    }
+    Point origin = primaryOrigin(monitorsReply(x11_, monitors));
+
+    std::vector<xcb_window_t> parents(stale.size(), XCB_WINDOW_NONE);
+    for (size_t n = 0; n < stale.size(); ++n) {
+        Cookies& k = cookies[n];
+        xcb_generic_error_t* e = nullptr;
+        auto geo = take(x11_, xcb_get_geometry_reply(c, k.geometry, &e), e);
+        e = nullptr;
+        auto position = take(x11_, xcb_translate_coordinates_reply(c, k.position, &e), e);
+        e = nullptr;
+        auto tree = take(x11_, xcb_query_tree_reply(c, k.tree, &e), e);
+        auto wmState = propertyReply(x11_, k.wmState);
+        auto types = propertyReply(x11_, k.types);
+        auto transient = propertyReply(x11_, k.transient);
+        auto netState = propertyReply(x11_, k.netState);
+        auto actions = propertyReply(x11_, k.actions);
+        auto netName = propertyReply(x11_, k.netName);
+        auto name = propertyReply(x11_, k.name);
+        auto pid = propertyReply(x11_, k.pid);
+        auto wmClass = propertyReply(x11_, k.wmClass);
+        auto decorations = propertyReply(x11_, k.decorations);
+        auto shadows = propertyReply(x11_, k.shadows);
+        xcb_size_hints_t hints{};
+        e = nullptr;
+        bool haveHints = xcb_icccm_get_wm_normal_hints_reply(c, k.hints, &hints, &e) != 0;
+        if (e) {
+            x11_.noteError(e);
+            free(e);
+        }
+        Reply<xcb_res_query_client_ids_reply_t> owner;
+        if (x11_.hasXRes()) {
+            e = nullptr;
+            owner = take(x11_, xcb_res_query_client_ids_reply(c, k.owner, &e), e);
+        }
+        if (!geo || !position || !tree || !wmState || !types || !transient || !netState ||
+            !actions || !netName || !name || !pid || !wmClass || !decorations || !shadows) {
+            continue;  // gone
+        }
+        X11WindowState s;
+        auto stateValues = cardinals(wmState->get());
+        s.wmState = stateValues.empty() ? 0 : stateValues[0];
+        s.types = cardinals(types->get());
+        auto owners = cardinals(transient->get());
+        s.transientFor = owners.empty() ? xcb_window_t{XCB_WINDOW_NONE} : owners[0];
+        s.netState = cardinals(netState->get());
+        if (*actions) s.allowedActions = cardinals(actions->get());
+        s.fixedSize = haveHints && (hints.flags & XCB_ICCCM_SIZE_HINT_P_MIN_SIZE) &&
+                      (hints.flags & XCB_ICCCM_SIZE_HINT_P_MAX_SIZE) &&
+                      hints.min_width == hints.max_width && hints.min_height == hints.max_height;
+        s.title =
+            titleFrom(x11_, *netName ? netName->get() : nullptr, *name ? name->get() : nullptr);
+        auto pids = cardinals(pid->get());
+        if (!pids.empty() && pids[0] > 0 && pids[0] <= INT32_MAX) {
+            s.pid = static_cast<int32_t>(pids[0]);
+        } else if (owner) {
+            // Clients that do not publish their pid: the server knows which local process it is.
+            for (auto it = xcb_res_query_client_ids_ids_iterator(owner.get()); it.rem;
+                 xcb_res_client_id_value_next(&it)) {
+                if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+                    xcb_res_client_id_value_value_length(it.data) >= 1) {
+                    s.pid = static_cast<int32_t>(*xcb_res_client_id_value_value(it.data));
+                    break;
+                }
+            }
+        }
+        // WM_CLASS holds the instance name, then the class name, each ended by a zero byte.
+        if (auto raw = text(wmClass->get())) {
+            s.instance = raw->substr(0, raw->find('\0'));
+            if (s.instance.size() < raw->size()) {
+                s.cls = raw->substr(s.instance.size() + 1);
+                s.cls = s.cls.substr(0, s.cls.find('\0'));
+            }
+        }
+        s.geometry.client = {double(position->dst_x), double(position->dst_y), double(geo->width),
+                             double(geo->height)};
+        s.geometry.border = geo->border_width;
+        s.geometry.decorations = extents(decorations->get());
+        s.geometry.shadows = extents(shadows->get());
+        s.geometry.origin = origin;
+        states[stale[n]] = std::move(s);
+        parents[n] = tree->parent;
+    }
+
+    // The frame a window manager put around each client: the ancestor that is a child of the
+    // root, whose moves the client is not told of.
+    std::vector<xcb_window_t> toplevels(stale.size(), XCB_WINDOW_NONE);
+    for (size_t n = 0; n < stale.size(); ++n) {
+        toplevels[n] = parents[n] == x11_.root() ? windows[stale[n]] : parents[n];
+    }
+    for (int depth = 0; depth < 8; ++depth) {
+        std::vector<std::pair<size_t, xcb_query_tree_cookie_t>> asked;
+        for (size_t n = 0; n < stale.size(); ++n) {
+            if (parents[n] != XCB_WINDOW_NONE && parents[n] != x11_.root())
+                asked.emplace_back(n, xcb_query_tree(c, parents[n]));
+        }
+        if (asked.empty()) break;
+        for (auto& [n, cookie] : asked) {
+            xcb_generic_error_t* e = nullptr;
+            auto tree = take(x11_, xcb_query_tree_reply(c, cookie, &e), e);
+            xcb_window_t parent = tree ? tree->parent : xcb_window_t{XCB_WINDOW_NONE};
+            if (parent == x11_.root()) toplevels[n] = parents[n];
+            parents[n] = parent;
+        }
+    }
+
+    std::lock_guard<std::mutex> guard(shared_->lock);
+    for (size_t n = 0; n < stale.size(); ++n) {
+        xcb_window_t w = windows[stale[n]];
+        auto found = shared_->windows.find(w);
+        if (!states[stale[n]]) {
+            if (found != shared_->windows.end()) {
+                shared_->clientOfToplevel.erase(found->second.toplevel);
+                shared_->windows.erase(found);
+            }
+            continue;
+        }
+        if (found == shared_->windows.end()) continue;  // destroyed while it was read
+        Shared::Entry& entry = found->second;
+        // Counted before reading: a change during the read makes the next call read again.
+        entry.state = states[stale[n]];
+        entry.readAt = changes[n];
+        if (entry.toplevel != toplevels[n]) {
+            shared_->clientOfToplevel.erase(entry.toplevel);
+            entry.toplevel = toplevels[n];
+            if (toplevels[n] != XCB_WINDOW_NONE) shared_->clientOfToplevel[toplevels[n]] = w;
+        }
+    }
+    return states;
+}
+
+}  // namespace mavo
