@@ -67,6 +67,17 @@ idle_cpu() {
     done
     echo "${out[*]}"
 }
+# Waits until Mavo has done its work on the windows just opened (no CPU over 2 s, 90 s at most)
+# and prints how long that took, so that idle is measured idle.
+settle() {
+    local start=$SECONDS before
+    while [ $((SECONDS - start)) -lt 90 ]; do
+        before=$(cpu_ticks "$1")
+        sleep 2
+        [ "$(cpu_ticks "$1")" -eq "$before" ] && break
+    done
+    echo $((SECONDS - start))
+}
 open_windows() {  # N windows in processes of 22
     local n=$1 each
     while [ "$n" -gt 0 ]; do
@@ -114,10 +125,11 @@ sleep 2
 latency "Mavo"
 
 echo "== idle CPU over ${idle} s (% of one core: Mavo, X server)"
+settle20=$(settle "$mavo_pid")
 read -r m20 x20 <<<"$(idle_cpu "$mavo_pid" "$xvfb_pid")"
 close_windows
 open_windows 220
-sleep 3
+settle220=$(settle "$mavo_pid")
 read -r m220 x220 <<<"$(idle_cpu "$mavo_pid" "$xvfb_pid")"
 mavo_rss=$(awk '/VmRSS/ {print $2}' "/proc/$mavo_pid/status")
 kill -TERM "$mavo_pid"
@@ -125,8 +137,8 @@ wait "$mavo_pid" 2>/dev/null || true
 read -r xbase <<<"$(idle_cpu "$xvfb_pid")"
 
 cat <<EOF | tee -a "$scratch/results"
-Mavo, 20 windows:   ${m20} % (X server ${x20} %)
-Mavo, 220 windows:  ${m220} % (X server ${x220} %; without Mavo ${xbase} %)
+Mavo, 20 windows:   ${m20} % (X server ${x20} %; settled after ${settle20} s)
+Mavo, 220 windows:  ${m220} % (X server ${x220} %; without Mavo ${xbase} %; settled after ${settle220} s)
 RSS: Mavo $((mavo_rss / 1024)) MB, devilspie2 $((devilspie_rss / 1024)) MB
 EOF
 echo "== results in $scratch/results"

@@ -26,14 +26,17 @@ Reply<T> take(X11Connection& x11, T* reply, xcb_generic_error_t* error) {
     return Reply<T>(reply);
 }
 
+// _NET_WM_NAME is UTF-8 by definition, though some tools write it typed STRING; WM_NAME is
+// Latin-1, UTF-8 or compound text, as its type says.
 std::optional<std::string> titleFrom(X11Connection& x11, const xcb_get_property_reply_t* netName,
                                      const xcb_get_property_reply_t* name) {
-    if (netName)
-        if (auto utf8 = text(netName)) return utf8;
+    xcb_atom_t utf8 = x11.ewmh()->UTF8_STRING;
+    if (netName && (netName->type == utf8 || netName->type == XCB_ATOM_STRING))
+        if (auto value = text(netName)) return value;
     if (!name) return std::nullopt;
     auto raw = text(name);
     if (!raw) return std::nullopt;
-    if (name->type == x11.ewmh()->UTF8_STRING) return raw;
+    if (name->type == utf8) return raw;
     if (name->type == XCB_ATOM_STRING) return latin1ToUtf8(*raw);
     // Compound text: keep its ASCII, which is what it shares with UTF-8.
     for (char& ch : *raw)
@@ -236,7 +239,7 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         k.transient = requestProperty(x11_, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 1);
         k.netState = requestProperty(x11_, w, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
         k.actions = requestProperty(x11_, w, ewmh->_NET_WM_ALLOWED_ACTIONS, XCB_ATOM_ATOM);
-        k.netName = requestProperty(x11_, w, ewmh->_NET_WM_NAME, ewmh->UTF8_STRING);
+        k.netName = requestProperty(x11_, w, ewmh->_NET_WM_NAME, XCB_ATOM_ANY);
         k.name = requestProperty(x11_, w, XCB_ATOM_WM_NAME, XCB_ATOM_ANY);
         k.pid = requestProperty(x11_, w, ewmh->_NET_WM_PID, XCB_ATOM_CARDINAL, 1);
         k.wmClass = requestProperty(x11_, w, XCB_ATOM_WM_CLASS, XCB_ATOM_ANY, 256);

@@ -212,6 +212,41 @@ TEST_F(X11WindowServerTest, TitleStatesAndTheOnScreenList) {
     EXPECT_TRUE(TestDesktop::waitUntil([&] { return entriesOf(older.pid).empty(); }));
 }
 
+// A tick reads every window's facts; in steady state that must cost the server nothing, and
+// whatever changed since (the application's title, the user's move of the frame, which the
+// client itself is not told of, a resize, iconifying) must still be seen.
+TEST_F(X11WindowServerTest, ReadsAskTheServerOnlyAfterAnEventSaysSomethingChanged) {
+    auto a = client({"--title", "first", "--geometry", "500x400+100+100", "--extra-windows", "2"});
+    auto b = client({"--class", "Other", "--geometry", "300x200+700+200"});
+    auto requestsOf = [&](const std::function<void()>& read) {
+        auto before = xcb_no_operation(x11->xcb()).sequence;
+        read();
+        return xcb_no_operation(x11->xcb()).sequence - before - 1;
+    };
+    auto tick = [&] {
+        for (pid_t pid : {a.pid, b.pid})
+            for (const WindowHandle& w : ax->windows(pid)) ax->facts(w);
+    };
+    ASSERT_EQ(ax->windows(a.pid).size(), 3u);
+    tick();
+    EXPECT_EQ(requestsOf(tick), 0u);
+
+    WindowHandle w = win(a.window);
+    auto before = outer(a.window);
+    std::string id = std::to_string(a.window);
+    ASSERT_TRUE(desktop->xdotool("set_window --name renamed " + id));
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax->string(w, Attr::title) == "renamed"; }));
+    EXPECT_LT(requestsOf(tick), 40u) << "one burst for the changed window, not one per window";
+    EXPECT_EQ(requestsOf(tick), 0u);
+    ASSERT_TRUE(desktop->xdotool("windowmove " + id + " 300 250 windowsize " + id + " 640 480"));
+    EXPECT_TRUE(TestDesktop::waitUntil([&] {
+        auto f = ax->frame(w);
+        return f && f != before && f == outer(a.window) && f->origin() == Point{300, 250};
+    })) << ::testing::PrintToString(ax->frame(w));
+    ASSERT_TRUE(desktop->xdotool("windowminimize " + id));
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax->boolean(w, Attr::minimized); }));
+}
+
 TEST_F(X11WindowServerTest, XtermKeepsWholeCellsAndTestClientsMisbehaveAsDesigned) {
     auto xterm = desktop->startXterm("cells", "80x24+100+100");
     ASSERT_TRUE(xterm);
@@ -249,11 +284,14 @@ TEST_F(X11WindowServerTest, XtermKeepsWholeCellsAndTestClientsMisbehaveAsDesigne
 
 TEST_F(X11WindowServerTest, VanishedWindowsAreSilentAndALostServerLeavesEmptyAnswers) {
     auto gone = client({"--geometry", "640x480+200+150"});
+    auto unread = client({"--geometry", "640x480+250+150"});  // gone before it was ever read
     auto plain = client({"--geometry", "640x480+300+150"});
     WindowHandle w = win(gone.window);
     ASSERT_TRUE(ax->frame(w));
     desktop->stop(gone.pid);
+    desktop->stop(unread.pid);
     ASSERT_TRUE(TestDesktop::waitUntil([&] { return !desktop->isManaged(gone.window); }));
+    EXPECT_FALSE(ax->facts(win(unread.window)));
 
     ::testing::internal::CaptureStderr();
     ::testing::internal::CaptureStdout();
