@@ -86,12 +86,12 @@ class AppDelegateTest : public ::testing::Test,
     // Each step must come, and after the ones before it.
     void expectInOrder(std::initializer_list<std::string> steps) {
         auto all = entries();
-        auto from = all.begin();
-        for (const auto& step : steps) {
-            auto at = std::find(from, all.end(), step);
-            EXPECT_TRUE(at != all.end()) << step << " never came or came out of order";
-            from = at == all.end() ? from : at + 1;
-        }
+        auto at = all.begin();
+        for (const auto& step : steps)
+            if ((at = std::find(at, all.end(), step)) == all.end())
+                ADD_FAILURE() << step;
+            else
+                ++at;
     }
     static void fire(const std::vector<Handler>& handlers) {
         for (const auto& h : handlers) h();
@@ -203,26 +203,9 @@ TEST_F(AppDelegateTest, DisplayChangeRefreshesTheCacheThenStartsTheObservePeriod
     EXPECT_NE(diag().find("display reconfigure — observe-only for 1.2s"), std::string::npos);
 }
 
-TEST_F(AppDelegateTest, TerminationReportsTheSessionWritesPlacementsThenFlushes) {
-    trusted = true;
-    workspace.addRunning({42, "com.example.editor", "Editor"});
-    WindowHandle w = server.addWindow(42, "Doc", {100, 100, 800, 600});
-    launch();
-    EXPECT_EQ(count("perm.requestTrust"), 0);
-    delegate->engine()->tickAndWait(true);
-    EXPECT_EQ(server.frameOf(w), (Rect{0, 25, 1920, 1055}));
-    PlacementRecord record;
-    record.displayUUID = "MAIN", record.rel = {0.1, 0.1, 0.5, 0.5};
-    store.put("MAIN|com.example.editor|", record);  // written 2 s later unless flushed
-    fire(terminating);
-    expectInOrder({R"(analytics.session_ended {"cannot_fill":0,"windows_maximized":1})",
-                   "analytics.flush (placements on disk)"});
-    EXPECT_EQ(count("analytics.flush (placements pending)"), 0);
-}
-
 // A tick over many slow windows (a busy server) is cut short at termination: the engine stops
-// after the window it is on, and only then are the placements written.
-TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
+// after the window it is on, and only then are the placements written and the analytics flushed.
+TEST_F(AppDelegateTest, TerminationStopsALongTickThenWritesPlacementsThenFlushes) {
     trusted = true;
     workspace.addRunning({42, "com.example.editor", "Editor"});
     std::atomic<int> resized{0};
@@ -231,12 +214,16 @@ TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         return test::ResizeOutcome{true, makeRect(current.origin(), requested)};
     });
-    for (int i = 0; i < 200; ++i) {
-        server.setResizeBehaviour(server.addWindow(42, "Doc", {100, 100, 800, 600}), slow);
+    std::vector<WindowHandle> docs(200);
+    for (auto& w : docs) {
+        w = server.addWindow(42, "Doc", {100, 100, 800, 600});
+        server.setResizeBehaviour(w, slow);
     }
     launch();
+    EXPECT_EQ(count("perm.requestTrust"), 0);
     delegate->engine()->reevaluateAll();
     while (resized.load() < 5) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    // Written 2 s later unless flushed.
     store.put("MAIN|com.example.editor|", PlacementRecord{"MAIN", {0.1, 0.1, 0.5, 0.5}, 1, {}, {}});
     int before = resized.load();
     fire(terminating);
@@ -244,9 +231,12 @@ TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
     EXPECT_LE(resized.load() - before, 2);
     delegate->engine()->tickAndWait(true);
     EXPECT_LE(resized.load() - before, 2);
+    auto maximized = [&](auto w) { return server.frameOf(w) == Rect{0, 25, 1920, 1055}; };
+    EXPECT_EQ(std::ranges::count_if(docs, maximized), resized.load());
     expectInOrder({R"(analytics.session_ended {"cannot_fill":0,"windows_maximized":)" +
                        std::to_string(resized.load()) + "}",
                    "analytics.flush (placements on disk)"});
+    EXPECT_EQ(count("analytics.flush (placements pending)"), 0);
 }
 
 // With the delegate and its engine gone the screen cache still follows the displays, and nothing
