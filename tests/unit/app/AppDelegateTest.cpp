@@ -149,7 +149,11 @@ class AppDelegateTest : public ::testing::Test,
     std::shared_ptr<AppDelegate> delegate;
 };
 
-TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInItsOrderAndTheEngineTicksWithoutTrust) {
+TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInOrderAndLogsEachScreenOnAnEmptiedLog) {
+    std::ofstream(dir / "diag.log") << "a line from the previous run\n";
+    ScreenInfo side = test::makeScreen({-1440, 0.1, 1440, 900}, "SIDE", 24.25);
+    side.backingScale = 1.5;
+    displays.setScreens({test::primary1080("MAIN"), side});
     launch();
     // The first read of an engine key marks the settings load; the screens are read once for the
     // cache and once for the log.
@@ -160,19 +164,6 @@ TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInItsOrderAndTheEngineTicksWi
     EXPECT_EQ(statusEngine, delegate->engine());
     ASSERT_NE(delegate->updater(), nullptr);
     EXPECT_FALSE(delegate->updater()->checksInBackground());
-    // Trust is asked for once, never waited on.
-    for (int i = 0; i < 250 && delegate->engine()->tickCount() < 2; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_GE(delegate->engine()->tickCount(), 2);
-    EXPECT_EQ(count("perm.requestTrust"), 1);
-}
-
-TEST_F(AppDelegateTest, LogIsEmptiedThenStartsWithOneLinePerScreenInShortestDecimals) {
-    std::ofstream(dir / "diag.log") << "a line from the previous run\n";
-    ScreenInfo side = test::makeScreen({-1440, 0.1, 1440, 900}, "SIDE", 24.25);
-    side.backingScale = 1.5;
-    displays.setScreens({test::primary1080("MAIN"), side});
-    launch();
     EXPECT_TRUE(diag().starts_with(
         "screen[0] frame=(0.0, 0.0, 1920.0, 1080.0) visible=(0.0, 0.0, 1920.0, 1055.0) scale=1.0\n"
         "screen[1] frame=(-1440.0, 0.1, 1440.0, 900.0) visible=(-1440.0, 0.1, 1440.0, 875.75) "
@@ -181,6 +172,27 @@ TEST_F(AppDelegateTest, LogIsEmptiedThenStartsWithOneLinePerScreenInShortestDeci
     EXPECT_EQ(diag().find("previous run"), std::string::npos);
     EXPECT_EQ(pointDecimal(1e6), "1000000.0");
     EXPECT_EQ(pointDecimal(2.0 / 3.0), "0.6666666666666666");
+    // Trust is asked for once, never waited on.
+    for (int i = 0; i < 250 && delegate->engine()->tickCount() < 2; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_GE(delegate->engine()->tickCount(), 2);
+    EXPECT_EQ(count("perm.requestTrust"), 1);
+
+    // With the delegate and its engine gone the screen cache still follows the displays, and
+    // nothing else happens.
+    std::weak_ptr<MaximizeEngine> engine = delegate->engine();
+    statusEngine.reset();
+    delegate.reset();
+    EXPECT_TRUE(engine.expired());
+    auto [before, logged] = std::pair(entries(), diag());
+    displays.setScreens({test::primary1080("NEW")});
+    fire(displayChanged);
+    fire(terminating);
+    EXPECT_EQ(cache.displays().size(), 1u);
+    EXPECT_EQ(cache.displays().at(0).uuid, "NEW");
+    before.push_back("screens");
+    EXPECT_EQ(entries(), before);
+    EXPECT_EQ(diag(), logged);
 }
 
 TEST_F(AppDelegateTest, NoScreensMeansNoScreenLinesButTheLaunchGoesOn) {
@@ -237,25 +249,6 @@ TEST_F(AppDelegateTest, TerminationStopsALongTickThenWritesPlacementsThenFlushes
                        std::to_string(resized.load()) + "}",
                    "analytics.flush (placements on disk)"});
     EXPECT_EQ(count("analytics.flush (placements pending)"), 0);
-}
-
-// With the delegate and its engine gone the screen cache still follows the displays, and nothing
-// else happens.
-TEST_F(AppDelegateTest, AfterTheDelegateIsGoneOnlyTheScreenCacheIsRefreshed) {
-    launch();
-    std::weak_ptr<MaximizeEngine> engine = delegate->engine();
-    statusEngine.reset();
-    delegate.reset();
-    EXPECT_TRUE(engine.expired());
-    auto [before, logged] = std::pair(entries(), diag());
-    displays.setScreens({test::primary1080("NEW")});
-    fire(displayChanged);
-    fire(terminating);
-    EXPECT_EQ(cache.displays().size(), 1u);
-    EXPECT_EQ(cache.displays().at(0).uuid, "NEW");
-    before.push_back("screens");
-    EXPECT_EQ(entries(), before);
-    EXPECT_EQ(diag(), logged);
 }
 
 }  // namespace
