@@ -86,12 +86,12 @@ class AppDelegateTest : public ::testing::Test,
     // Each step must come, and after the ones before it.
     void expectInOrder(std::initializer_list<std::string> steps) {
         auto all = entries();
-        auto from = all.begin();
-        for (const auto& step : steps) {
-            auto at = std::find(from, all.end(), step);
-            EXPECT_TRUE(at != all.end()) << step << " never came or came out of order";
-            from = at == all.end() ? from : at + 1;
-        }
+        auto at = all.begin();
+        for (const auto& step : steps)
+            if ((at = std::find(at, all.end(), step)) == all.end())
+                ADD_FAILURE() << step;
+            else
+                ++at;
     }
     static void fire(const std::vector<Handler>& handlers) {
         for (const auto& h : handlers) h();
@@ -149,7 +149,11 @@ class AppDelegateTest : public ::testing::Test,
     std::shared_ptr<AppDelegate> delegate;
 };
 
-TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInItsOrderAndTheEngineTicksWithoutTrust) {
+TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInOrderAndLogsEachScreenOnAnEmptiedLog) {
+    std::ofstream(dir / "diag.log") << "a line from the previous run\n";
+    ScreenInfo side = test::makeScreen({-1440, 0.1, 1440, 900}, "SIDE", 24.25);
+    side.backingScale = 1.5;
+    displays.setScreens({test::primary1080("MAIN"), side});
     launch();
     // The first read of an engine key marks the settings load; the screens are read once for the
     // cache and once for the log.
@@ -160,19 +164,6 @@ TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInItsOrderAndTheEngineTicksWi
     EXPECT_EQ(statusEngine, delegate->engine());
     ASSERT_NE(delegate->updater(), nullptr);
     EXPECT_FALSE(delegate->updater()->checksInBackground());
-    // Trust is asked for once, never waited on.
-    for (int i = 0; i < 250 && delegate->engine()->tickCount() < 2; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_GE(delegate->engine()->tickCount(), 2);
-    EXPECT_EQ(count("perm.requestTrust"), 1);
-}
-
-TEST_F(AppDelegateTest, LogIsEmptiedThenStartsWithOneLinePerScreenInShortestDecimals) {
-    std::ofstream(dir / "diag.log") << "a line from the previous run\n";
-    ScreenInfo side = test::makeScreen({-1440, 0.1, 1440, 900}, "SIDE", 24.25);
-    side.backingScale = 1.5;
-    displays.setScreens({test::primary1080("MAIN"), side});
-    launch();
     EXPECT_TRUE(diag().starts_with(
         "screen[0] frame=(0.0, 0.0, 1920.0, 1080.0) visible=(0.0, 0.0, 1920.0, 1055.0) scale=1.0\n"
         "screen[1] frame=(-1440.0, 0.1, 1440.0, 900.0) visible=(-1440.0, 0.1, 1440.0, 875.75) "
@@ -181,6 +172,27 @@ TEST_F(AppDelegateTest, LogIsEmptiedThenStartsWithOneLinePerScreenInShortestDeci
     EXPECT_EQ(diag().find("previous run"), std::string::npos);
     EXPECT_EQ(pointDecimal(1e6), "1000000.0");
     EXPECT_EQ(pointDecimal(2.0 / 3.0), "0.6666666666666666");
+    // Trust is asked for once, never waited on.
+    for (int i = 0; i < 250 && delegate->engine()->tickCount() < 2; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_GE(delegate->engine()->tickCount(), 2);
+    EXPECT_EQ(count("perm.requestTrust"), 1);
+
+    // With the delegate and its engine gone the screen cache still follows the displays, and
+    // nothing else happens.
+    std::weak_ptr<MaximizeEngine> engine = delegate->engine();
+    statusEngine.reset();
+    delegate.reset();
+    EXPECT_TRUE(engine.expired());
+    auto [before, logged] = std::pair(entries(), diag());
+    displays.setScreens({test::primary1080("NEW")});
+    fire(displayChanged);
+    fire(terminating);
+    EXPECT_EQ(cache.displays().size(), 1u);
+    EXPECT_EQ(cache.displays().at(0).uuid, "NEW");
+    before.push_back("screens");
+    EXPECT_EQ(entries(), before);
+    EXPECT_EQ(diag(), logged);
 }
 
 TEST_F(AppDelegateTest, NoScreensMeansNoScreenLinesButTheLaunchGoesOn) {
@@ -203,26 +215,9 @@ TEST_F(AppDelegateTest, DisplayChangeRefreshesTheCacheThenStartsTheObservePeriod
     EXPECT_NE(diag().find("display reconfigure — observe-only for 1.2s"), std::string::npos);
 }
 
-TEST_F(AppDelegateTest, TerminationReportsTheSessionWritesPlacementsThenFlushes) {
-    trusted = true;
-    workspace.addRunning({42, "com.example.editor", "Editor"});
-    WindowHandle w = server.addWindow(42, "Doc", {100, 100, 800, 600});
-    launch();
-    EXPECT_EQ(count("perm.requestTrust"), 0);
-    delegate->engine()->tickAndWait(true);
-    EXPECT_EQ(server.frameOf(w), (Rect{0, 25, 1920, 1055}));
-    PlacementRecord record;
-    record.displayUUID = "MAIN", record.rel = {0.1, 0.1, 0.5, 0.5};
-    store.put("MAIN|com.example.editor|", record);  // written 2 s later unless flushed
-    fire(terminating);
-    expectInOrder({R"(analytics.session_ended {"cannot_fill":0,"windows_maximized":1})",
-                   "analytics.flush (placements on disk)"});
-    EXPECT_EQ(count("analytics.flush (placements pending)"), 0);
-}
-
 // A tick over many slow windows (a busy server) is cut short at termination: the engine stops
-// after the window it is on, and only then are the placements written.
-TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
+// after the window it is on, and only then are the placements written and the analytics flushed.
+TEST_F(AppDelegateTest, TerminationStopsALongTickThenWritesPlacementsThenFlushes) {
     trusted = true;
     workspace.addRunning({42, "com.example.editor", "Editor"});
     std::atomic<int> resized{0};
@@ -231,12 +226,16 @@ TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         return test::ResizeOutcome{true, makeRect(current.origin(), requested)};
     });
-    for (int i = 0; i < 200; ++i) {
-        server.setResizeBehaviour(server.addWindow(42, "Doc", {100, 100, 800, 600}), slow);
+    std::vector<WindowHandle> docs(200);
+    for (auto& w : docs) {
+        w = server.addWindow(42, "Doc", {100, 100, 800, 600});
+        server.setResizeBehaviour(w, slow);
     }
     launch();
+    EXPECT_EQ(count("perm.requestTrust"), 0);
     delegate->engine()->reevaluateAll();
     while (resized.load() < 5) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    // Written 2 s later unless flushed.
     store.put("MAIN|com.example.editor|", PlacementRecord{"MAIN", {0.1, 0.1, 0.5, 0.5}, 1, {}, {}});
     int before = resized.load();
     fire(terminating);
@@ -244,28 +243,12 @@ TEST_F(AppDelegateTest, TerminationStopsALongTickAfterTheWindowInProgress) {
     EXPECT_LE(resized.load() - before, 2);
     delegate->engine()->tickAndWait(true);
     EXPECT_LE(resized.load() - before, 2);
+    auto maximized = [&](auto w) { return server.frameOf(w) == Rect{0, 25, 1920, 1055}; };
+    EXPECT_EQ(std::ranges::count_if(docs, maximized), resized.load());
     expectInOrder({R"(analytics.session_ended {"cannot_fill":0,"windows_maximized":)" +
                        std::to_string(resized.load()) + "}",
                    "analytics.flush (placements on disk)"});
-}
-
-// With the delegate and its engine gone the screen cache still follows the displays, and nothing
-// else happens.
-TEST_F(AppDelegateTest, AfterTheDelegateIsGoneOnlyTheScreenCacheIsRefreshed) {
-    launch();
-    std::weak_ptr<MaximizeEngine> engine = delegate->engine();
-    statusEngine.reset();
-    delegate.reset();
-    EXPECT_TRUE(engine.expired());
-    auto [before, logged] = std::pair(entries(), diag());
-    displays.setScreens({test::primary1080("NEW")});
-    fire(displayChanged);
-    fire(terminating);
-    EXPECT_EQ(cache.displays().size(), 1u);
-    EXPECT_EQ(cache.displays().at(0).uuid, "NEW");
-    before.push_back("screens");
-    EXPECT_EQ(entries(), before);
-    EXPECT_EQ(diag(), logged);
+    EXPECT_EQ(count("analytics.flush (placements pending)"), 0);
 }
 
 }  // namespace

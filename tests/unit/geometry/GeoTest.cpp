@@ -86,15 +86,3 @@ TEST(Geo, DisplayClassThresholdsAndRawValues) {
     EXPECT_EQ(rawValue(DC::largeExternal), "largeExternal");
     EXPECT_EQ(displayClassFromRaw("Ultrawide"), std::nullopt);
 }
-
-TEST(Geo, CenterDefaultSizeForFixedFocusAndUtilityWindows) {
-    const Size natural{700, 500};
-    auto size = [&](bool fixed, bool focus, double cap) {
-        return Geo::centerDefaultSize(fixed, focus, natural, {0, 25, 2560, 1415}, 0.5, 0.6, cap,
-                                      0.7, 0.9);
-    };
-    EXPECT_EQ(size(true, true, 1000), natural);
-    EXPECT_EQ(size(false, true, 1000), (Size{1000, 0.9 * 1415}));  // the smaller width wins
-    EXPECT_EQ(size(false, true, 5000), (Size{0.7 * 2560, 0.9 * 1415}));
-    EXPECT_EQ(size(false, false, 1000), (Size{0.5 * 2560, 0.6 * 1415}));
-}

@@ -1,15 +1,13 @@
 // The settings file and the autostart entry that Mavo keeps in the user's configuration folder.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <memory>
 
-#include "fakes/FifoFeeder.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/XdgAutostart.h"
 
@@ -18,6 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using Status = LoginService::Status;
+using namespace std::string_literals;
+using nlohmann::json;
+using ::testing::HasSubstr, ::testing::StartsWith;
 
 class SettingsFilesTest : public ::testing::Test {
   protected:
@@ -48,62 +49,45 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
     EXPECT_DOUBLE_EQ(again.number("unhideDelay"), 2.5);
     again.remove("paused");
     again.set("excludedBundleIDs", {"XTerm"});
-    EXPECT_EQ(nlohmann::json::parse(read(file)),
-              nlohmann::json({{"excludedBundleIDs", {"XTerm"}}, {"unhideDelay", 2.5}}));
+    EXPECT_EQ(json::parse(read(file)),
+              json({{"excludedBundleIDs", {"XTerm"}}, {"unhideDelay", 2.5}}));
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);  // no temporary
 
-    // A file that is not a JSON object, or not one within reason, is set aside and the store
-    // starts empty; so is anything that cannot be read as a file, which is never waited on.
+    // A file that is not a JSON object, or not one within reason, or not a file, is set aside
+    // and the store starts empty.
     const std::string deep =
         "{\"paused\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
     const std::string huge = "{\"paused\":true}" + std::string(2 << 20, ' ');
-    for (const std::string& broken :
-         std::vector<std::string>{"{\"paused\": tru", "[1, 2, 3]", "\"text\"", deep, huge}) {
-        std::ofstream(file) << broken;
+    for (const std::string& broken : {"{\"paused\": tru"s, "[1, 2, 3]"s, deep, huge, ""s}) {
+        fs::remove_all(file);
+        if (broken.empty())
+            fs::create_directories(file);  // a folder in its place
+        else
+            std::ofstream(file) << broken;
         JsonFileDefaults d(file);
         EXPECT_FALSE(d.object("unhideDelay")) << broken.substr(0, 20);
-        EXPECT_TRUE(read(file.parent_path() / "defaults.corrupt.json") == broken);
+        EXPECT_TRUE(broken.empty() || read(dir / "mavo/defaults.corrupt.json") == broken);
         d.set("paused", true);
-        EXPECT_EQ(nlohmann::json::parse(read(file)), nlohmann::json({{"paused", true}}));
+        EXPECT_EQ(json::parse(read(file)), json({{"paused", true}}));
     }
-    const std::string valid = "{\"paused\":true}";
-    std::unique_ptr<test::FifoFeeder> fifo;
-    for (auto [name, make] : std::vector<std::pair<std::string, std::function<void()>>>{
-             {"fifo", [&] { fifo = std::make_unique<test::FifoFeeder>(file, valid); }},
-             {"folder", [&] { fs::create_directories(file); }},
-             {"link", [&] {
-                  std::ofstream(dir / "elsewhere") << valid;
-                  fs::create_symlink(dir / "elsewhere", file);
-              }}}) {
-        fs::remove_all(file);
-        make();
-        JsonFileDefaults d(file);
-        fifo.reset();
-        EXPECT_FALSE(d.object("paused")) << name;
-        EXPECT_TRUE(fs::exists(fs::symlink_status(file.parent_path() / "defaults.corrupt.json")));
-        d.set("unhideDelay", 1.0);
-        EXPECT_EQ(nlohmann::json::parse(read(file)), nlohmann::json({{"unhideDelay", 1.0}}));
-    }
-    EXPECT_EQ(read(dir / "elsewhere"), valid);
 
     // Where the folder cannot be made the write fails, the value is kept, and the write is made
     // good at the next change or at the latest when the store goes away at exit.
-    fs::path blockedFile = dir / "blocked" / "defaults.json";
-    std::ofstream(dir / "blocked") << "in the way";
+    const fs::path blocked = dir / "blocked";
     {
-        JsonFileDefaults blocked(blockedFile);
-        blocked.set("paused", true);
-        EXPECT_TRUE(blocked.boolean("paused"));
-        fs::remove(dir / "blocked");
-        blocked.set("unhideDelay", 2.0);
-        EXPECT_EQ(nlohmann::json::parse(read(blockedFile)).size(), 2u);
-        fs::remove_all(dir / "blocked");
-        std::ofstream(dir / "blocked") << "in the way";
-        blocked.set("excludedBundleIDs", {"Bad\xff\xfe"
-                                          "Class"});  // not UTF-8: repaired
-        fs::remove(dir / "blocked");
+        std::ofstream(blocked) << "in the way";
+        JsonFileDefaults d(blocked / "defaults.json");
+        d.set("paused", true);
+        EXPECT_TRUE(d.boolean("paused"));
+        fs::remove(blocked);
+        d.set("unhideDelay", 2.0);
+        EXPECT_EQ(json::parse(read(blocked / "defaults.json")).size(), 2u);
+        fs::remove_all(blocked);
+        std::ofstream(blocked) << "in the way";
+        d.set("excludedBundleIDs", {"Bad\377Class"});  // not UTF-8: repaired
+        fs::remove(blocked);
     }
-    nlohmann::json saved = nlohmann::json::parse(read(blockedFile));
+    json saved = json::parse(read(blocked / "defaults.json"));
     EXPECT_EQ(saved.size(), 3u);
     EXPECT_EQ(saved["excludedBundleIDs"][0].get<std::string>().substr(0, 3), "Bad");
 
@@ -130,16 +114,11 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
     std::string error;
     ASSERT_TRUE(autostart.registerApp(error)) << error;
     const std::string text = read(entry);
-    EXPECT_TRUE(text.starts_with("[Desktop Entry]\nType=Application\nName=Mavo\n")) << text;
+    EXPECT_THAT(text, StartsWith("[Desktop Entry]\nType=Application\nName=Mavo\n"));
     // Exec quotes the path as desktop entries require, and the key file escapes that again.
-    EXPECT_NE(text.find(R"(Exec="/home/a b/back\\\\slash/mavo")"
-                        "\n"),
-              std::string::npos)
-        << text;
+    EXPECT_THAT(text, HasSubstr("Exec=\"/home/a b/back\\\\\\\\slash/mavo\"\n"));
     // Panels start first, so that the tray is there when Mavo looks for it.
-    EXPECT_NE(text.find("\nX-GNOME-Autostart-Delay=3\nX-KDE-autostart-after=panel\n"),
-              std::string::npos)
-        << text;
+    EXPECT_THAT(text, HasSubstr("\nX-GNOME-Autostart-Delay=3\nX-KDE-autostart-after=panel\n"));
     EXPECT_EQ(desktopExecValue("/x/$HOME\"`/100%/mavo"), R"("/x/\$HOME\"\`/100%%/mavo")");
 
     for (auto [tail, status] : {std::pair{"", Status::enabled},
@@ -173,7 +152,7 @@ TEST_F(SettingsFilesTest, SystemAutostartEntryIsTurnedOffByAHiddenUserEntry) {
     EXPECT_EQ(autostart.status(), Status::enabled);
     std::string error;
     ASSERT_TRUE(autostart.unregisterApp(error)) << error;
-    EXPECT_NE(read(entry).find("\nHidden=true\n"), std::string::npos) << read(entry);
+    EXPECT_THAT(read(entry), HasSubstr("\nHidden=true\n"));
     EXPECT_EQ(autostart.status(), Status::notRegistered);
     EXPECT_TRUE(fs::exists(system));
     ASSERT_TRUE(autostart.registerApp(error)) << error;
