@@ -84,24 +84,24 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     EXPECT_TRUE(item.becomes("Status", "Passive"));
     EXPECT_EQ(std::ranges::count(item.signals, "NewStatus:Active"), 1);
     // An open menu keeps the icon shown past a housekeeping tick with the pointer away.
-    ASSERT_TRUE(item.aboutToShow());
-    item.send(item.root(), DBUSMENU_MENUITEM_EVENT_OPENED);
+    MenuNode menu = item.menu(true);
+    item.send(menu, "opened");
     EXPECT_TRUE(item.becomes("Status", "Active"));
     pumpFor(1.2);
     EXPECT_EQ(item.property("Status"), "Active");
-    item.send(item.root(), DBUSMENU_MENUITEM_EVENT_CLOSED);
+    item.send(menu, "closed");
     EXPECT_TRUE(item.becomes("Status", "Passive"));
 
-    Rows rows = item.rows();
+    Rows rows = menu.rows();
     ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: active (off)");
     for (const char* row : {"---", "Pause", "Hide Icon Until Hover [x]", "Show/hide delay: 0s >"})
         EXPECT_TRUE(contains(rows, row)) << row;
     Rows seconds{"0s (x)"};  // the slider becomes whole-second radio items
     for (int s = 1; s <= 10; ++s) seconds.push_back(std::to_string(s) + "s ( )");
-    EXPECT_EQ(item.rows(item.find("Show/hide delay: 0s")), seconds);
+    EXPECT_EQ(menu["Show/hide delay: 0s"].rows(), seconds);
 
-    item.send(item.find("Pause"));
+    item.send(menu["Pause"]);
     ASSERT_TRUE(pump([&] { return settings().value("paused", false); }));
     EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
     EXPECT_TRUE(pump([&] { return std::ranges::count(item.signals, "NewIcon") > 0; }));
@@ -112,22 +112,23 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     pumpFor(2.0);
     EXPECT_LT(desktop.frame(client->window)->width, 1000);
     // ...and the menu, rebuilt for this opening, says so and names the frontmost application.
-    ASSERT_TRUE(item.aboutToShow());
-    rows = item.rows();
+    menu = item.menu(true);
+    rows = menu.rows();
+    ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: paused (off)");
     EXPECT_TRUE(contains(rows, "Resume"));
     EXPECT_TRUE(std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); }));
     // A forced pass runs even while paused.
-    item.send(item.find("Maximize All Windows Now"));
+    item.send(menu["Maximize All Windows Now"]);
     EXPECT_TRUE(pump([&] { return desktop.frame(client->window)->width == 1920; }));
     EXPECT_TRUE(settings().value("paused", false));
 
     // A whole-second choice lands in the settings file and in the open menu's label.
-    item.send(item.find("3s", item.find("Show/hide delay: 0s")));
+    item.send(menu["Show/hide delay: 0s"]["3s"]);
     EXPECT_TRUE(pump([&] { return settings().value("unhideDelay", -1.0) == 3.0; }));
-    EXPECT_TRUE(pump([&] { return item.find("Show/hide delay: 3s") != nullptr; }));
+    EXPECT_TRUE(pump([&] { return item.menu()["Show/hide delay: 3s"].id >= 0; }));
 
-    item.send(item.find("Quit Mavo"));
+    item.send(item.menu()["Quit Mavo"]);
     std::optional<int> status;
     EXPECT_TRUE(pump([&] { return (status = desktop.waitExit(mavo, 0.05)).has_value(); }));
     EXPECT_EQ(status, 0);

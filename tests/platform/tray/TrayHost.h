@@ -2,12 +2,12 @@
 
 // The tests' own tray on GIO's private test bus (one per program, as GLib keeps one session
 // connection per process): a StatusNotifierWatcher that can appear at any moment, and a panel's
-// view of an item and its dbusmenu menu. Everything runs on the default main context.
+// view of an item and its menu. Everything runs on the default main context.
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
-#include <libdbusmenu-glib/client.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -86,6 +86,52 @@ class TestWatcher {
     guint owner_ = 0, object_ = 0;
 };
 
+// A menu as a panel reads it: the rows under an item are the label, then " (off)" when disabled,
+// " [x]"/" [ ]" for check marks, " (x)"/" ( )" for radio items and " >" for submenus; "---" for
+// separators. A label that is not there names an empty item with no id.
+struct MenuNode {
+    int id = -1;
+    std::string label, row;
+    std::vector<MenuNode> children;
+
+    MenuNode() = default;
+    explicit MenuNode(GVariant* layout) {
+        GVariant* props = nullptr;
+        GVariantIter* kids = nullptr;
+        g_variant_get(layout, "(i@a{sv}av)", &id, &props, &kids);
+        auto text = [&](const char* key) {
+            const gchar* v = nullptr;
+            g_variant_lookup(props, key, "&s", &v);
+            return std::string(v ? v : "");
+        };
+        gboolean enabled = TRUE;
+        gint32 state = 0;
+        g_variant_lookup(props, "enabled", "b", &enabled);
+        g_variant_lookup(props, "toggle-state", "i", &state);
+        for (GVariant* child; g_variant_iter_loop(kids, "v", &child);) children.emplace_back(child);
+        label = text("label");
+        const std::string toggle = text("toggle-type");
+        row = text("type") == "separator"
+                  ? "---"
+                  : label + (enabled ? "" : " (off)") +
+                        (toggle == "checkmark" ? (state == 1 ? " [x]" : " [ ]") : "") +
+                        (toggle == "radio" ? (state == 1 ? " (x)" : " ( )") : "") +
+                        (children.empty() ? "" : " >");
+        g_variant_iter_free(kids);
+        g_variant_unref(props);
+    }
+    std::vector<std::string> rows() const {
+        std::vector<std::string> out;
+        for (const auto& c : children) out.push_back(c.row);
+        return out;
+    }
+    const MenuNode& operator[](const std::string& childLabel) const {
+        static const MenuNode none;
+        auto it = std::ranges::find(children, childLabel, &MenuNode::label);
+        return it == children.end() ? none : *it;
+    }
+};
+
 class ItemView {
   public:
     explicit ItemView(std::string busName) : busName_(std::move(busName)) {
@@ -105,7 +151,6 @@ class ItemView {
             this, nullptr);
     }
     ~ItemView() {
-        if (client_) g_object_unref(client_);
         g_dbus_connection_signal_unsubscribe(bus_, signal_);
         g_object_unref(bus_);
     }
@@ -113,10 +158,8 @@ class ItemView {
     // Strings as they are, other values in GVariant text form.
     std::optional<std::string> property(const char* name, const char* path = "/StatusNotifierItem",
                                         const char* interface = "org.kde.StatusNotifierItem") {
-        GVariant* reply = g_dbus_connection_call_sync(
-            bus_, busName_.c_str(), path, "org.freedesktop.DBus.Properties", "Get",
-            g_variant_new("(ss)", interface, name), G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE,
-            3000, nullptr, nullptr);
+        GVariant* reply = call(path, "org.freedesktop.DBus.Properties", "Get",
+                               g_variant_new("(ss)", interface, name), "(v)");
         if (!reply) return std::nullopt;
         GVariant* value = nullptr;
         g_variant_get(reply, "(v)", &value);
@@ -134,87 +177,47 @@ class ItemView {
         return pump([&] { return property(name) == value; });
     }
 
-    // Asks for the menu as a panel does right before showing it (connecting first if need be)
-    // and waits until the answering layout and the items' properties have settled.
-    bool aboutToShow() {
-        if (!client_) {
-            auto path = property("Menu");
-            if (!path) return false;
-            client_ = dbusmenu_client_new(busName_.c_str(), path->c_str());
-            g_signal_connect(client_, DBUSMENU_CLIENT_SIGNAL_LAYOUT_UPDATED,
-                             G_CALLBACK(+[](DbusmenuClient*, int* n) { ++*n; }), &layouts_);
-            if (!pump([this] { return root() && !rows().empty(); })) return false;
+    // The whole menu, asking for it first as a panel does right before showing it.
+    MenuNode menu(bool aboutToShow = false) {
+        if (aboutToShow) {
+            GVariant* reply =
+                call(kMenu, kMenuInterface, "AboutToShow", g_variant_new("(i)", 0), "(b)");
+            if (!reply) return {};
+            g_variant_unref(reply);
         }
-        const int before = layouts_;
-        bool answered = false;
-        dbusmenu_menuitem_send_about_to_show(
-            root(), [](DbusmenuMenuitem*, gpointer flag) { *static_cast<bool*>(flag) = true; },
-            &answered);
-        if (!pump([&] { return answered && layouts_ > before; })) return false;
-        int seen = -1;
-        auto quietSince = std::chrono::steady_clock::now();
-        return pump([&] {
-            if (std::exchange(seen, layouts_) != layouts_)
-                quietSince = std::chrono::steady_clock::now();
-            return std::chrono::steady_clock::now() - quietSince > std::chrono::milliseconds(150);
-        });
+        GVariant* reply =
+            call(kMenu, kMenuInterface, "GetLayout",
+                 g_variant_new("(ii@as)", 0, -1, g_variant_new_strv(nullptr, 0)), "(u(ia{sv}av))");
+        if (!reply) return {};
+        GVariant* layout = g_variant_get_child_value(reply, 1);
+        MenuNode root(layout);
+        g_variant_unref(layout);
+        g_variant_unref(reply);
+        return root;
     }
-    // The rows under `parent` (the root when null): the label, then " (off)" when disabled,
-    // " [x]"/" [ ]" for check marks, " (x)"/" ( )" for radio items and " >" for submenus;
-    // "---" for separators.
-    std::vector<std::string> rows(DbusmenuMenuitem* parent = nullptr) const {
-        std::vector<std::string> out;
-        for (DbusmenuMenuitem* mi : children(parent)) {
-            auto get = [&](const char* p) {
-                const gchar* v = dbusmenu_menuitem_property_get(mi, p);
-                return std::string(v ? v : "");
-            };
-            if (get(DBUSMENU_MENUITEM_PROP_TYPE) == "separator") {
-                out.push_back("---");
-                continue;
-            }
-            bool on =
-                dbusmenu_menuitem_property_get_int(mi, DBUSMENU_MENUITEM_PROP_TOGGLE_STATE) == 1;
-            std::string toggle = get(DBUSMENU_MENUITEM_PROP_TOGGLE_TYPE);
-            out.push_back(get(DBUSMENU_MENUITEM_PROP_LABEL) +
-                          (dbusmenu_menuitem_property_get_bool(mi, DBUSMENU_MENUITEM_PROP_ENABLED)
-                               ? ""
-                               : " (off)") +
-                          (toggle == "checkmark" ? (on ? " [x]" : " [ ]") : "") +
-                          (toggle == "radio" ? (on ? " (x)" : " ( )") : "") +
-                          (dbusmenu_menuitem_get_children(mi) ? " >" : ""));
-        }
-        return out;
-    }
-    DbusmenuMenuitem* find(const std::string& label, DbusmenuMenuitem* parent = nullptr) const {
-        for (DbusmenuMenuitem* mi : children(parent)) {
-            const gchar* text = dbusmenu_menuitem_property_get(mi, DBUSMENU_MENUITEM_PROP_LABEL);
-            if (text && label == text) return mi;
-        }
-        return nullptr;
-    }
-    DbusmenuMenuitem* root() const { return client_ ? dbusmenu_client_get_root(client_) : nullptr; }
-    void send(DbusmenuMenuitem* item, const char* event = DBUSMENU_MENUITEM_EVENT_ACTIVATED) {
-        dbusmenu_menuitem_handle_event(item, event, g_variant_new_int32(0),
-                                       static_cast<guint>(g_get_monotonic_time() / 1000));
+    void send(const MenuNode& item, const char* event = "clicked") {
+        GVariant* reply = call(kMenu, kMenuInterface, "Event",
+                               g_variant_new("(isvu)", item.id, event, g_variant_new_int32(0),
+                                             static_cast<guint32>(g_get_monotonic_time() / 1000)),
+                               nullptr);
+        if (reply) g_variant_unref(reply);
     }
 
     std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ... since construction
 
   private:
-    std::vector<DbusmenuMenuitem*> children(DbusmenuMenuitem* parent) const {
-        std::vector<DbusmenuMenuitem*> out;
-        if (!parent && !(parent = root())) return out;
-        for (GList* l = dbusmenu_menuitem_get_children(parent); l; l = l->next)
-            out.push_back(DBUSMENU_MENUITEM(l->data));
-        return out;
+    static constexpr const char *kMenu = "/MenuBar", *kMenuInterface = "com.canonical.dbusmenu";
+
+    GVariant* call(const char* path, const char* interface, const char* method, GVariant* args,
+                   const char* replyType) {
+        return g_dbus_connection_call_sync(bus_, busName_.c_str(), path, interface, method, args,
+                                           replyType ? G_VARIANT_TYPE(replyType) : nullptr,
+                                           G_DBUS_CALL_FLAGS_NONE, 3000, nullptr, nullptr);
     }
 
     GDBusConnection* bus_ = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
     guint signal_ = 0;
     std::string busName_;
-    DbusmenuClient* client_ = nullptr;
-    int layouts_ = 0;
 };
 
 }  // namespace mavo::test
