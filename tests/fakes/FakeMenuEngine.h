@@ -4,9 +4,7 @@
 //   FakeMenuEngine engine;
 //   engine.excluded = {"org.b", "org.a"};  engine.cannotFill = 3;  engine.isPaused = true;
 //   engine.calls  // {"setPaused(true)", "persistPaused", "toggleExclusion(org.a)", ...}
-//   engine.onCall = [](const std::string& call) { ... };  // also told of each call
 
-#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,7 +19,6 @@ class FakeMenuEngine final : public MenuEngine {
     std::set<std::string> excluded, topCenterApps, maximizeApps;
     int cannotFill = 0, maximized = 0;
     std::vector<std::string> calls;
-    std::function<void(const std::string&)> onCall;
 
     bool paused() const override { return isPaused; }
     void setPaused(bool v) override { record("setPaused", isPaused = v); }
@@ -67,10 +64,7 @@ class FakeMenuEngine final : public MenuEngine {
     void record(const char* name, bool value) {
         record(std::string(name) + (value ? "(true)" : "(false)"));
     }
-    void record(std::string call) {
-        calls.push_back(call);
-        if (onCall) onCall(call);
-    }
+    void record(std::string call) { calls.push_back(std::move(call)); }
 };
 
 }  // namespace mavo::test

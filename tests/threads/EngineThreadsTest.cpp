@@ -13,7 +13,9 @@ namespace mavo::test {
 namespace {
 
 TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
-    EngineHarness h({primary1080(), rightOf(primary1080(), 2560, 1440, "BIG", 0)});
+    const std::vector<ScreenInfo> big = {primary1080(),
+                                         rightOf(primary1080(), 2560, 1440, "BIG", 0)};
+    EngineHarness h(big);
     h.workspace.addInstalled("Notes", "Notes");
     h.launch();
     std::vector<std::string> apps = {"com.example.a", "com.example.b", "Notes", "Terminal"};
@@ -29,10 +31,8 @@ TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
     h.engine->start();
 
     std::atomic<bool> stop{false};
-    // The menu.
     std::thread menu([&] {
-        int i = 0;
-        while (!stop.load()) {
+        for (int i = 0; !stop; ++i) {
             const std::string& bid = apps[i % apps.size()];
             MaximizeEngine& e = *h.engine;
             e.toggleExclusion(bid);
@@ -55,49 +55,36 @@ TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
             (void)e.focusSizeBigDisplays();
             if (i % 25 == 0) e.reevaluateAll();
             if (i % 40 == 0) e.maximizeAllNow();
-            ++i;
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     });
-    // The user's hand and the passing of time.
-    std::thread user([&] {
-        int i = 0;
-        while (!stop.load()) {
+    std::thread hand([&] {  // and the passing of time
+        for (int i = 0; !stop; ++i) {
             h.input.press();
             h.server.setFrame(windows[i % windows.size()], {200.0 + i % 50, 150, 1000, 700});
             h.input.drag();
             h.input.release();
             if (i % 5 == 0) h.input.keyPress();
             h.clock.advance(0.05);
-            ++i;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    // Displays changing, as the application shell reports them.
-    std::thread displays([&] {
-        int i = 0;
-        while (!stop.load()) {
-            if (i % 2 == 0) {
-                h.setScreens({primary1080()});
-            } else {
-                h.setScreens({primary1080(), rightOf(primary1080(), 2560, 1440, "BIG", 0)});
-            }
+    std::thread displays([&] {  // as the application shell reports them
+        for (int i = 0; !stop; ++i) {
+            h.setScreens(i % 2 ? big : std::vector{primary1080()});
             h.engine->noteDisplayConfigChange();
-            ++i;
             std::this_thread::sleep_for(std::chrono::milliseconds(40));
         }
     });
-    // Forced passes as an end-to-end test would drive them.
+    // Forced passes as an end-to-end test drives them, then a few timer ticks.
     for (int i = 0; i < 150; ++i) {
         h.engine->tickAndWait(i % 2 == 0);
         (void)h.engine->trackedWindowCount();
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(800));  // a few timer ticks too
-    stop.store(true);
-    menu.join();
-    user.join();
-    displays.join();
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    stop = true;
+    for (auto* t : {&menu, &hand, &displays}) t->join();
     h.engine->drain();
 
     EXPECT_GE(h.engine->tickCount(), 150);

@@ -29,15 +29,13 @@ struct ScopedEnv {
 }  // namespace
 
 TEST(LinuxSystemProps, LocaleIsTheMessageLocalesLanguageAndTerritory) {
-    for (auto [posix, locale] :
-         std::vector<std::pair<const char*, const char*>>{{"de_DE.utf8@euro", "de_DE"},
-                                                          {"sr_RS@latin", "sr_RS"},
-                                                          {"fr", "fr"},
-                                                          {"C.UTF-8", "en_US_POSIX"},
-                                                          {"POSIX", "en_US_POSIX"},
-                                                          {"", "en_US_POSIX"}}) {
+    for (auto [posix, locale] : {std::pair{"de_DE.utf8@euro", "de_DE"},
+                                 {"sr_RS@latin", "sr_RS"},
+                                 {"fr", "fr"},
+                                 {"C.UTF-8", "en_US_POSIX"},
+                                 {"POSIX", "en_US_POSIX"},
+                                 {"", "en_US_POSIX"}})
         EXPECT_EQ(LinuxSystemProps::normaliseLocale(posix), locale) << posix;
-    }
     ScopedEnv all("LC_ALL", "fr_FR.UTF-8"), messages("LC_MESSAGES", "de_DE.UTF-8"),
         lang("LANG", "en_GB.UTF-8");
     EXPECT_EQ(LinuxSystemProps::currentLocale(), "fr_FR");

@@ -14,7 +14,7 @@ class Handler(BaseHTTPRequestHandler):
 
     def do_POST(self):
         body = self.rfile.read(int(self.headers.get("Content-Length", "0")))
-        record = {"method": self.command, "path": self.path, "body": body.decode(),
+        record = {"path": self.path, "body": body.decode(),
                   "headers": {k.lower(): v for k, v in self.headers.items()}}
         with lock:
             os.write(log_fd, (json.dumps(record) + "\n").encode())

@@ -1,42 +1,295 @@
-// The real `mavo` program on a private desktop and session bus with the tests' own tray: the
-// menu drives the real engine and settings file, and the pointer shows and hides the icon.
+// The real `mavo` program on a private desktop and session bus, with a tray of the tests' own
+// that a panel's host would be: what it reads off the item and its menu, and what its clicks and
+// the pointer do to the real engine and settings file. The session bus is GIO's test bus, one for
+// the program, as GLib keeps one session connection per process; everything of the tray runs on
+// the default main context.
 
+#include <gio/gio.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <optional>
 
 #include <nlohmann/json.hpp>
 
-#include "TrayHost.h"
 #include "support/TestDesktop.h"
 
 namespace mavo::test {
 namespace {
 
-TEST(TrayDesktop, PointerShowsTheIconAndTheMenuPausesTheRealEngineAndForcesAPass) {
+namespace fs = std::filesystem;
+using Rows = std::vector<std::string>;
+
+// Stopped at the end but never torn down: that would wait for GLib's own connection to go.
+class SessionBus : public ::testing::Environment {
+  public:
+    void SetUp() override {
+        bus_ = g_test_dbus_new(G_TEST_DBUS_NONE);
+        g_test_dbus_up(bus_);
+        address = g_test_dbus_get_bus_address(bus_);
+    }
+    void TearDown() override { g_test_dbus_stop(bus_); }
+    std::string address;
+
+  private:
+    GTestDBus* bus_ = nullptr;
+};
+
+bool pump(const std::function<bool()>& condition, double seconds = 5) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    for (; !condition(); g_usleep(5000)) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
+    }
+    return true;
+}
+void pumpFor(double seconds) {
+    pump([] { return false; }, seconds);
+}
+
+// Plays the panel: owns org.kde.StatusNotifierWatcher and records the items that register.
+class TestWatcher {
+  public:
+    TestWatcher() {
+        static GDBusNodeInfo* info = g_dbus_node_info_new_for_xml(
+            R"(<node><interface name="org.kde.StatusNotifierWatcher">
+                 <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+               </interface></node>)",
+            nullptr);
+        static const GDBusInterfaceVTable vtable = {
+            [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+               GVariant* params, GDBusMethodInvocation* call, gpointer self) {
+                const gchar* service = nullptr;
+                g_variant_get(params, "(&s)", &service);
+                static_cast<TestWatcher*>(self)->registrations.emplace_back(service);
+                g_dbus_method_invocation_return_value(call, nullptr);
+            },
+            nullptr,
+            nullptr,
+            {}};
+        object_ = g_dbus_connection_register_object(
+            bus_, "/StatusNotifierWatcher", info->interfaces[0], &vtable, this, nullptr, nullptr);
+        bool owned = false;
+        owner_ = g_bus_own_name_on_connection(
+            bus_, "org.kde.StatusNotifierWatcher", G_BUS_NAME_OWNER_FLAGS_NONE,
+            [](GDBusConnection*, const gchar*, gpointer o) { *static_cast<bool*>(o) = true; },
+            nullptr, &owned, nullptr);
+        EXPECT_TRUE(pump([&] { return owned; }));
+    }
+    ~TestWatcher() {
+        g_bus_unown_name(owner_);
+        g_dbus_connection_unregister_object(bus_, object_);
+        g_dbus_connection_flush_sync(bus_, nullptr, nullptr);  // the name is free for the next one
+        g_object_unref(bus_);
+    }
+    std::vector<std::string> registrations;
+
+  private:
+    GDBusConnection* bus_ = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+    guint owner_ = 0, object_ = 0;
+};
+
+// A menu as a panel reads it: the rows under an item are the label, then " (off)" when disabled,
+// " [x]"/" [ ]" for check marks, " (x)"/" ( )" for radio items and " >" for submenus; "---" for
+// separators. A label that is not there names an empty item with no id.
+struct MenuNode {
+    int id = -1;
+    std::string label, row;
+    std::vector<MenuNode> children;
+
+    MenuNode() = default;
+    explicit MenuNode(GVariant* layout) {
+        GVariant* props = nullptr;
+        GVariantIter* kids = nullptr;
+        g_variant_get(layout, "(i@a{sv}av)", &id, &props, &kids);
+        auto text = [&](const char* key) {
+            const gchar* v = nullptr;
+            g_variant_lookup(props, key, "&s", &v);
+            return std::string(v ? v : "");
+        };
+        gboolean enabled = TRUE;
+        gint32 state = 0;
+        g_variant_lookup(props, "enabled", "b", &enabled);
+        g_variant_lookup(props, "toggle-state", "i", &state);
+        for (GVariant* child; g_variant_iter_loop(kids, "v", &child);) children.emplace_back(child);
+        label = text("label");
+        const std::string toggle = text("toggle-type");
+        row = text("type") == "separator"
+                  ? "---"
+                  : label + (enabled ? "" : " (off)") +
+                        (toggle == "checkmark" ? (state == 1 ? " [x]" : " [ ]") : "") +
+                        (toggle == "radio" ? (state == 1 ? " (x)" : " ( )") : "") +
+                        (children.empty() ? "" : " >");
+        g_variant_iter_free(kids);
+        g_variant_unref(props);
+    }
+    std::vector<std::string> rows() const {
+        std::vector<std::string> out;
+        for (const auto& c : children) out.push_back(c.row);
+        return out;
+    }
+    const MenuNode& operator[](const std::string& childLabel) const {
+        static const MenuNode none;
+        auto it = std::ranges::find(children, childLabel, &MenuNode::label);
+        return it == children.end() ? none : *it;
+    }
+};
+
+class ItemView {
+  public:
+    explicit ItemView(std::string busName) : busName_(std::move(busName)) {
+        signal_ = g_dbus_connection_signal_subscribe(
+            bus_, nullptr, "org.kde.StatusNotifierItem", nullptr, "/StatusNotifierItem", nullptr,
+            G_DBUS_SIGNAL_FLAGS_NONE,
+            [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* signal,
+               GVariant* params, gpointer self) {
+                std::string entry = signal;
+                if (g_variant_is_of_type(params, G_VARIANT_TYPE("(s)"))) {
+                    const gchar* arg = nullptr;
+                    g_variant_get(params, "(&s)", &arg);
+                    entry += std::string(":") + arg;
+                }
+                static_cast<ItemView*>(self)->signals.push_back(entry);
+            },
+            this, nullptr);
+    }
+    ~ItemView() {
+        g_dbus_connection_signal_unsubscribe(bus_, signal_);
+        g_object_unref(bus_);
+    }
+
+    // Strings as they are, other values in GVariant text form.
+    std::optional<std::string> property(const char* name, const char* path = "/StatusNotifierItem",
+                                        const char* interface = "org.kde.StatusNotifierItem") {
+        GVariant* reply = call(path, "org.freedesktop.DBus.Properties", "Get",
+                               g_variant_new("(ss)", interface, name), "(v)");
+        if (!reply) return std::nullopt;
+        GVariant* value = nullptr;
+        g_variant_get(reply, "(v)", &value);
+        gchar* text = g_variant_is_of_type(value, G_VARIANT_TYPE_STRING) ||
+                              g_variant_is_of_type(value, G_VARIANT_TYPE_OBJECT_PATH)
+                          ? g_variant_dup_string(value, nullptr)
+                          : g_variant_print(value, FALSE);
+        std::string out = text;
+        g_free(text);
+        g_variant_unref(value);
+        g_variant_unref(reply);
+        return out;
+    }
+    bool becomes(const char* name, const std::string& value) {
+        return pump([&] { return property(name) == value; });
+    }
+
+    // The whole menu, asking for it first as a panel does right before showing it.
+    MenuNode menu(bool aboutToShow = false) {
+        if (aboutToShow) {
+            GVariant* reply =
+                call(kMenu, kMenuInterface, "AboutToShow", g_variant_new("(i)", 0), "(b)");
+            if (!reply) return {};
+            g_variant_unref(reply);
+        }
+        GVariant* reply =
+            call(kMenu, kMenuInterface, "GetLayout",
+                 g_variant_new("(ii@as)", 0, -1, g_variant_new_strv(nullptr, 0)), "(u(ia{sv}av))");
+        if (!reply) return {};
+        GVariant* layout = g_variant_get_child_value(reply, 1);
+        MenuNode root(layout);
+        g_variant_unref(layout);
+        g_variant_unref(reply);
+        return root;
+    }
+    void send(const MenuNode& item, const char* event = "clicked") {
+        GVariant* reply = call(kMenu, kMenuInterface, "Event",
+                               g_variant_new("(isvu)", item.id, event, g_variant_new_int32(0),
+                                             static_cast<guint32>(g_get_monotonic_time() / 1000)),
+                               nullptr);
+        if (reply) g_variant_unref(reply);
+    }
+
+    std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ... since construction
+
+  private:
+    static constexpr const char *kMenu = "/MenuBar", *kMenuInterface = "com.canonical.dbusmenu";
+
+    GVariant* call(const char* path, const char* interface, const char* method, GVariant* args,
+                   const char* replyType) {
+        return g_dbus_connection_call_sync(bus_, busName_.c_str(), path, interface, method, args,
+                                           replyType ? G_VARIANT_TYPE(replyType) : nullptr,
+                                           G_DBUS_CALL_FLAGS_NONE, 3000, nullptr, nullptr);
+    }
+
+    GDBusConnection* bus_ = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+    guint signal_ = 0;
+    std::string busName_;
+};
+
+auto* sessionBus = static_cast<SessionBus*>(::testing::AddGlobalTestEnvironment(new SessionBus));
+
+bool contains(const Rows& rows, const std::string& row) {
+    return std::ranges::find(rows, row) != rows.end();
+}
+
+TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealProgram) {
     TestDesktop desktop;
     ASSERT_EQ(desktop.failure(), "");
-    auto defaults = desktop.home() / "config/mavo/defaults.json";
-    std::filesystem::create_directories(defaults.parent_path());
+    const fs::path defaults = desktop.home() / "config/mavo/defaults.json",
+                   diag = desktop.home() / "diag.log";
+    fs::create_directories(defaults.parent_path());
     std::ofstream(defaults) << R"({"autoHideIcon": true, "unhideDelay": 0})";
     auto settings = [&] {
         auto j = nlohmann::json::parse(std::ifstream(defaults), nullptr, false);
         return j.is_object() ? j : nlohmann::json::object();  // half written
     };
-    TestWatcher tray;
+    auto diagLines = [&](const std::string& text) {
+        std::ifstream in(diag);
+        int n = 0;
+        for (std::string line; std::getline(in, line);) n += line.find(text) != std::string::npos;
+        return n;
+    };
     ASSERT_TRUE(desktop.xdotool("mousemove 800 600"));
-    pid_t mavo = desktop.spawn({MAVO_PROGRAM}, {"DBUS_SESSION_BUS_ADDRESS=" + sessionBusAddress()});
-    ItemView item("org.kde.StatusNotifierItem-" + std::to_string(mavo) + "-1");
-    ASSERT_TRUE(pump([&] { return !tray.registrations.empty(); }, 10));
-    ASSERT_TRUE(item.becomes("Status", "Passive"));
-    // Its remote control knows a tray took the item.
-    ItemView control("com.quastorn.mavo");
-    EXPECT_TRUE(pump([&] {
-        return control.property("TrayPresent", "/com/quastorn/mavo", "com.quastorn.mavo.Control") ==
+    pid_t mavo = desktop.spawn({MAVO_PROGRAM}, {"DBUS_SESSION_BUS_ADDRESS=" + sessionBus->address,
+                                                "MAVO_DIAG_LOG=" + diag.string()});
+    const std::string name = "org.kde.StatusNotifierItem-" + std::to_string(mavo) + "-1";
+
+    // No panel yet: said once; then registered with each panel that appears.
+    ASSERT_TRUE(pump([&] { return diagLines("without an icon") > 0; }, 10));
+    pumpFor(0.3);
+    EXPECT_EQ(diagLines("without an icon"), 1);
+    std::unique_ptr<TestWatcher> tray;
+    for (int panel = 0; panel < 2; ++panel) {
+        tray.reset();  // gives up the name before the next panel asks for it
+        tray = std::make_unique<TestWatcher>();
+        ASSERT_TRUE(pump([&] { return !tray->registrations.empty(); })) << panel;
+        EXPECT_EQ(tray->registrations[0], name);
+    }
+    ItemView item(name);
+    for (auto [property, value] :
+         {std::pair{"Id", "mavo"},
+          {"Title", "Mavo"},
+          {"Category", "ApplicationStatus"},
+          {"IconName", "com.quastorn.mavo-symbolic"},
+          {"AttentionIconName", "dialog-warning"},
+          {"Menu", "/MenuBar"},
+          {"ItemIsMenu", "true"},
+          {"ToolTip", "('com.quastorn.mavo-symbolic', [], 'Mavo: auto-maximize windows', '')"}})
+        EXPECT_EQ(item.property(property), value) << property;
+    fs::path theme = item.property("IconThemePath").value_or("");
+    for (const char* icon :
+         {"com.quastorn.mavo-symbolic.svg", "com.quastorn.mavo-paused-symbolic.svg"})
+        EXPECT_TRUE(fs::exists(theme / "hicolor/symbolic/apps" / icon)) << theme << icon;
+    EXPECT_TRUE(pump([&] {  // the remote control knows a tray took the item
+        return item.property("TrayPresent", "/com/quastorn/mavo", "com.quastorn.mavo.Control") ==
                "true";
     }));
 
-    // 24 points of band plus 2: y = 25 from the top is in, 40 is out.
+    // Hidden until the pointer is in the band: 24 points plus 2 below the top edge.
+    ASSERT_TRUE(item.becomes("Status", "Passive"));
     ASSERT_TRUE(desktop.xdotool("mousemove 800 5"));
     EXPECT_TRUE(item.becomes("Status", "Active"));
     ASSERT_TRUE(desktop.xdotool("mousemove 300 25"));
@@ -45,26 +298,55 @@ TEST(TrayDesktop, PointerShowsTheIconAndTheMenuPausesTheRealEngineAndForcesAPass
     ASSERT_TRUE(desktop.xdotool("mousemove 300 40"));
     EXPECT_TRUE(item.becomes("Status", "Passive"));
     EXPECT_EQ(std::ranges::count(item.signals, "NewStatus:Active"), 1);
+    // An open menu keeps the icon shown past a housekeeping tick with the pointer away.
+    MenuNode menu = item.menu(true);
+    item.send(menu, "opened");
+    EXPECT_TRUE(item.becomes("Status", "Active"));
+    pumpFor(1.2);
+    EXPECT_EQ(item.property("Status"), "Active");
+    item.send(menu, "closed");
+    EXPECT_TRUE(item.becomes("Status", "Passive"));
 
-    ASSERT_TRUE(item.aboutToShow());
-    item.send(item.find("Pause"));
+    Rows rows = menu.rows();
+    ASSERT_FALSE(rows.empty());
+    EXPECT_EQ(rows[0], "Mavo: active (off)");
+    for (const char* row : {"---", "Pause", "Hide Icon Until Hover [x]", "Show/hide delay: 0s >"})
+        EXPECT_TRUE(contains(rows, row)) << row;
+    Rows seconds{"0s (x)"};  // the slider becomes whole-second radio items
+    for (int s = 1; s <= 10; ++s) seconds.push_back(std::to_string(s) + "s ( )");
+    EXPECT_EQ(menu["Show/hide delay: 0s"].rows(), seconds);
+
+    item.send(menu["Pause"]);
     ASSERT_TRUE(pump([&] { return settings().value("paused", false); }));
     EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
+    EXPECT_TRUE(pump([&] { return std::ranges::count(item.signals, "NewIcon") > 0; }));
     // Paused, the engine leaves a new window as it is...
     auto client = desktop.startClient(
         {"--title", "Notes", "--class", "TrayNotes", "--geometry", "400x300+100+100"});
     ASSERT_TRUE(client);
     pumpFor(2.0);
     EXPECT_LT(desktop.frame(client->window)->width, 1000);
-    // ...and the menu, rebuilt for this opening, names the frontmost application.
-    ASSERT_TRUE(item.aboutToShow());
-    auto rows = item.rows();
+    // ...and the menu, rebuilt for this opening, says so and names the frontmost application.
+    menu = item.menu(true);
+    rows = menu.rows();
+    ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: paused (off)");
+    EXPECT_TRUE(contains(rows, "Resume"));
     EXPECT_TRUE(std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); }));
     // A forced pass runs even while paused.
-    item.send(item.find("Maximize All Windows Now"));
+    item.send(menu["Maximize All Windows Now"]);
     EXPECT_TRUE(pump([&] { return desktop.frame(client->window)->width == 1920; }));
     EXPECT_TRUE(settings().value("paused", false));
+
+    // A whole-second choice lands in the settings file and in the open menu's label.
+    item.send(menu["Show/hide delay: 0s"]["3s"]);
+    EXPECT_TRUE(pump([&] { return settings().value("unhideDelay", -1.0) == 3.0; }));
+    EXPECT_TRUE(pump([&] { return item.menu()["Show/hide delay: 3s"].id >= 0; }));
+
+    item.send(item.menu()["Quit Mavo"]);
+    std::optional<int> status;
+    EXPECT_TRUE(pump([&] { return (status = desktop.waitExit(mavo, 0.05)).has_value(); }));
+    EXPECT_EQ(status, 0);
 }
 
 }  // namespace

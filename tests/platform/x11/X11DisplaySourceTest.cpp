@@ -8,8 +8,13 @@ namespace {
 
 using ::testing::SizeIs;
 
+// A primary B of 1280×720 right of a taller A: A lies left of the origin and hangs below B.
 class X11DisplaySourceTest : public X11Fixture {
   protected:
+    TestDesktop::Options desktopOptions() override {
+        return {
+            3200, 1080, {{"A", 1920, 1080, 0, 0, 508, 286}, {"*B", 1280, 720, 1920, 0, 600, 340}}};
+    }
     void SetUp() override {
         X11Fixture::SetUp();
         if (!x11) return;
@@ -26,32 +31,7 @@ class X11DisplaySourceTest : public X11Fixture {
     int changes = 0;
 };
 
-TEST_F(X11DisplaySourceTest, OneMonitorLessAPanelsStrut) {
-    auto screens = displays->screens();
-    ASSERT_THAT(screens, SizeIs(1));
-    EXPECT_EQ(screens[0].frame, (Rect{0, 0, 1920, 1080}));
-    EXPECT_EQ(screens[0].visibleFrame, screens[0].frame);
-    EXPECT_EQ(screens[0].uuid, "did:screen");
-    EXPECT_FALSE(screens[0].isBuiltIn);
-    EXPECT_GT(screens[0].physWidthMM, 0);
-    EXPECT_EQ(screens[0].backingScale, 1.0);
-
-    // Bottom-left convention: a 30-pixel panel at the top keeps the origin and takes the top.
-    auto dock = client({"--kind", "dock", "--geometry", "1920x30+0+0"});
-    EXPECT_EQ(afterChange()[0].visibleFrame, (Rect{0, 0, 1920, 1050}));
-    desktop->stop(dock.pid);
-    EXPECT_EQ(afterChange()[0].visibleFrame, (Rect{0, 0, 1920, 1080}));
-}
-
-// A primary B of 1280×720 right of a taller A: A lies left of the origin and hangs below B.
-class X11TwoMonitorTest : public X11DisplaySourceTest {
-    TestDesktop::Options desktopOptions() override {
-        return {
-            3200, 1080, {{"A", 1920, 1080, 0, 0, 508, 286}, {"*B", 1280, 720, 1920, 0, 600, 340}}};
-    }
-};
-
-TEST_F(X11TwoMonitorTest, PrimaryFirstInBottomLeftCoordinatesAndUnplugIsReported) {
+TEST_F(X11DisplaySourceTest, PrimaryFirstInBottomLeftCoordinatesAndStrutsAndUnplugAreReported) {
     pumpFor(0.2);
     EXPECT_EQ(changes, 0);
     auto screens = displays->screens();
@@ -63,12 +43,14 @@ TEST_F(X11TwoMonitorTest, PrimaryFirstInBottomLeftCoordinatesAndUnplugIsReported
     EXPECT_EQ(screens[1].frame, (Rect{-1920, -360, 1920, 1080}));
     EXPECT_EQ(screens[1].physWidthMM, 508);
 
-    // A panel across the top of A only.
-    client({"--kind", "dock", "--geometry", "1920x30+0+0"});
+    // A panel across the top of A only takes A's top, and gives it back when it goes.
+    auto dock = client({"--kind", "dock", "--geometry", "1920x30+0+0"});
     screens = afterChange();
     ASSERT_THAT(screens, SizeIs(2));
     EXPECT_EQ(screens[1].visibleFrame, (Rect{-1920, -360, 1920, 1050}));
     EXPECT_EQ(screens[0].visibleFrame, screens[0].frame);
+    desktop->stop(dock.pid);
+    EXPECT_EQ(afterChange()[1].visibleFrame, screens[1].frame);
 
     // Window positions start at the primary's top-left corner, also when written.
     auto onB = client({"--geometry", "400x300+2020+100"});

@@ -65,9 +65,8 @@ TEST_F(X11WorkspaceTest, AppsAreClassesAcrossProcessesAndFrontmostOwnsTheActiveW
     EXPECT_THAT(asked, ::testing::Not(::testing::Contains("")));
     EXPECT_FALSE(X11Workspace(*x11).isInstalled("XTerm"));
 
-    X11Permissions permissions(x11.get(), [](const std::string&) {});
-    EXPECT_TRUE(permissions.isTrusted());
-    EXPECT_TRUE(permissions.requestTrust());
+    EXPECT_TRUE(X11Permissions(x11.get()).isTrusted());
+    EXPECT_TRUE(X11Permissions(x11.get()).requestTrust());
     EXPECT_FALSE(X11Permissions(nullptr).isTrusted());
     EXPECT_TRUE(
         x11->windowManagerRoundTrip(std::chrono::steady_clock::now() + std::chrono::seconds(2)));
@@ -101,7 +100,9 @@ class X11NoWindowManagerTest : public X11Fixture {
     }
 };
 
-TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
+// Without a window manager nothing is trusted or listed, a window counts only once one takes it
+// on, and a write nobody answers takes one timeout and leaves the frame in flux.
+TEST_F(X11NoWindowManagerTest, NothingTrustedOrListedAndWritesNobodyAnswersTakeOneTimeout) {
     std::vector<std::string> opened;
     X11Permissions permissions(
         x11.get(), [&](const std::string& url) { opened.push_back(url); }, "file:///help.html");
@@ -113,10 +114,7 @@ TEST_F(X11NoWindowManagerTest, NotTrustedAndNothingListed) {
     EXPECT_FALSE(X11Workspace(*x11).frontmostApplication());
     EXPECT_FALSE(x11->windowManagerRoundTrip(std::chrono::steady_clock::now() +
                                              std::chrono::milliseconds(200)));
-}
 
-TEST_F(X11NoWindowManagerTest,
-       OnlyWindowsTakenOnAreWindowsAndAWriteNobodyAnswersTakesOneTimeoutAndLeavesTheFrameInFlux) {
     xcb_connection_t* c = desktop->connection();
     xcb_window_t w = xcb_generate_id(c);
     xcb_create_window(c, XCB_COPY_FROM_PARENT, w, desktop->root(), 100, 100, 400, 300, 0,
