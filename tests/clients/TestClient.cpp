@@ -1,14 +1,16 @@
 // A small X client for the platform and end-to-end tests: one window whose behaviour towards the
 // window manager is chosen on the command line.
 //
-//   mavo_test_client [--kind plain|fixed|overshoot|fighting|dock] [--title T] [--class C]
+//   mavo_test_client [--kind plain|fixed|overshoot|fighting|settling|dock] [--title T] [--class C]
 //                    [--instance I] [--geometry WxH+X+Y] [--type normal|dialog|utility|none]
 //                    [--transient-for WINDOW] [--no-pid] [--fight-delay MS] [--no-class]
 //                    [--skip-taskbar] [--extra-windows N]
 //
 // Kinds: plain (resizable), fixed (minimum = maximum size), overshoot (answers a size set by
 // someone else with one 7 pixels larger each way), fighting (restores its own geometry
-// FIGHT-DELAY ms after someone else resized it), dock (a panel with a top strut as tall as it).
+// FIGHT-DELAY ms after someone else resized it), settling (grows itself by 120×80 once,
+// FIGHT-DELAY ms after it was mapped, as an application restoring its own size does), dock (a panel
+// with a top strut as tall as it).
 // --extra-windows adds plain windows of the same class. Prints "window 0x<id>" once mapped.
 
 #include <poll.h>
@@ -188,12 +190,20 @@ int main(int argc, char** argv) {
     for (;;) {
         if (restoring && Clock::now() >= restoreAt) {
             restoring = false;
-            configure(c, w, {uint32_t(o.x), uint32_t(o.y), uint32_t(o.width), uint32_t(o.height)});
+            if (o.kind == "settling")
+                configure(c, w, {uint32_t(o.width + 120), uint32_t(o.height + 80)});
+            else
+                configure(c, w,
+                          {uint32_t(o.x), uint32_t(o.y), uint32_t(o.width), uint32_t(o.height)});
         }
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
             uint8_t kind = event->response_type & 0x7f;
             if (kind == XCB_MAP_NOTIFY && !announced) {
                 announced = true;
+                if (o.kind == "settling") {
+                    restoring = true;
+                    restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
+                }
                 std::printf("window 0x%x\n", w);
                 std::fflush(stdout);
             } else if (kind == XCB_CONFIGURE_NOTIFY) {

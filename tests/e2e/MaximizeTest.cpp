@@ -155,5 +155,22 @@ TEST_F(MaximizeTest, ClosedMinimizedAndFullScreenWindowsCauseNoErrorAndArePruned
     EXPECT_EQ(frameOf(w[5]), kScreen);
 }
 
+// Applications that restore their own size right after mapping race Mavo's first look at the
+// window; whichever comes first, the window ends maximized, and their own resize is neither the
+// user's arrangement nor a sign of cell sizing.
+TEST_F(MaximizeTest, AWindowResizingItselfRightAfterMappingEndsMaximized) {
+    ASSERT_TRUE(start());
+    sync();  // past the first tick, which judges the windows open at launch by its own rules
+    std::vector<Client> windows;
+    for (int delay : {0, 15, 40, 150}) {
+        windows.push_back(client("e2e-settling-" + std::to_string(delay), "500x400+200+150",
+                                 {"--kind", "settling", "--fight-delay", std::to_string(delay)}));
+    }
+    for (const Client& c : windows) EXPECT_TRUE(becomes(c, kScreen)) << c.window;
+    for (int i = 0; i < 3; ++i) sync();
+    for (const Client& c : windows) EXPECT_EQ(frameOf(c), kScreen) << c.window;
+    EXPECT_FALSE(diagHas("learned cell-snap app"));
+}
+
 }  // namespace
 }  // namespace mavo::e2e

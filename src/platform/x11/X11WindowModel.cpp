@@ -56,7 +56,7 @@ struct X11WindowModel::Shared {
 
     xcb_window_t root;
     uint8_t randrFirstEvent;
-    xcb_atom_t clientListAtom;
+    xcb_atom_t clientListAtom, wmStateAtom;
     std::set<xcb_atom_t> watchedAtoms;
 
     std::mutex lock;  // guards everything below
@@ -126,6 +126,7 @@ X11WindowModel::X11WindowModel(X11Connection& x11)
     shared_->root = x11.root();
     shared_->randrFirstEvent = x11.randrFirstEvent();
     shared_->clientListAtom = ewmh->_NET_CLIENT_LIST;
+    shared_->wmStateAtom = x11.atoms().wmState;
     shared_->watchedAtoms = {x11.atoms().wmState,
                              ewmh->_NET_WM_WINDOW_TYPE,
                              XCB_ATOM_WM_TRANSIENT_FOR,

@@ -47,7 +47,8 @@ class X11WindowModel {
     std::optional<X11WindowState> window(xcb_window_t window);
     // The listed clients grouped into applications; nothing without a window manager's list.
     std::optional<std::vector<X11Application>> applications();
-    // Called on the event thread at every change of the client list; quick and thread-safe.
+    // Called on the event thread when the client list changes or a window's WM_STATE does (the
+    // window manager took it on, or it left or came back from iconified); quick and thread-safe.
     void onChange(std::function<void()> handler);
 
   private:
