@@ -10,11 +10,6 @@ namespace {
 
 class ControlTest : public E2ETest {
   protected:
-    struct Output {
-        int status = -1;
-        std::string out;
-    };
-
     // A program on the desktop and its bus, its output going to `out`; its standard error joins
     // Mavo's (err()) when it is Mavo.
     pid_t spawn(const std::vector<std::string>& argv, const std::filesystem::path& out) {
@@ -31,7 +26,7 @@ class ControlTest : public E2ETest {
         argv.insert(argv.begin(), gdbus ? "gdbus" : MAVO_BINARY);
         auto out = path("out-" + std::to_string(++runs));
         int status = desktop->waitExit(spawn(argv, out), 30).value_or(-1);
-        return {status, readText(out)};
+        return {status, readText(out), ""};
     }
     Output call(const std::string& method, const std::vector<std::string>& args) {
         std::vector<std::string> argv{"call", "--method", "com.quastorn.mavo.Control." + method};

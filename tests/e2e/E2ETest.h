@@ -43,6 +43,11 @@ inline nlohmann::json readJson(const std::filesystem::path& p) {
     return j.is_discarded() ? nlohmann::json() : j;  // null when missing or broken
 }
 
+struct Output {
+    int status = -1;
+    std::string out, err;
+};
+
 // xterm sizes itself in character cells: it may miss the area by less than one cell.
 inline bool fillsByCells(const std::optional<Frame>& f, Frame area) {
     return f && f->x == area.x && f->y == area.y && f->width <= area.width &&

@@ -1,5 +1,5 @@
 // Windows the user arranges by hand stay where the hand put them, and custom frames are remembered
-// across restarts.
+// across restarts, one for each window of an application that several processes show.
 
 #include <chrono>
 #include <random>
@@ -14,31 +14,32 @@ using HandTest = E2ETest;
 
 TEST_F(HandTest, HalvesAreKeptAndCustomFramesKeptRememberedAndRestored) {
     ASSERT_TRUE(start());
-    // Windows that Mavo filled the screen with, then resized with the window manager's
-    // bottom-right grip. One tick sees the new frame, the next finds it stable and judges it.
-    auto resizedByHand = [&](const std::string& title, int dx, int dy) {
-        Client w = client(title, "640x480+200+150");
-        EXPECT_TRUE(becomes(w, kScreen));
-        EXPECT_TRUE(desktop->drag(1918, 1078, dx, dy));
+    // A window Mavo filled the screen with, resized with the window manager's bottom-right grip.
+    // One tick sees the new frame, the next finds it stable and judges it.
+    auto resizeByHand = [&](const Client& c, int dx, int dy) {
+        auto f = frameOf(c);
+        EXPECT_TRUE(f && desktop->drag(f->x + f->width - 2, f->y + f->height - 2, dx, dy));
         sync(false, 2);
-        return w;
+        return frameOf(c);
     };
-    auto file = path("data/Mavo/placements.json");
     {
         SCOPED_TRACE("a window resized into the left half stays there");
-        Client half = resizedByHand("e2e-half", -960, 0);
+        Client half = client("e2e-half", "640x480+200+150");
+        ASSERT_TRUE(becomes(half, kScreen));
         const Frame leftHalf{0, 0, 960, 1080};
-        ASSERT_EQ(frameOf(half), leftHalf);
+        ASSERT_EQ(resizeByHand(half, -960, 0), leftHalf);
         EXPECT_TRUE(diagHas("userArranged(zone) frame=(0.0,0.0 960.0×1080.0)"));
         sync(false, 4);
         EXPECT_EQ(frameOf(half), leftHalf);
         EXPECT_EQ(diagCount("apply \"e2e-half\""), 1);
     }
     Frame custom{0, 0, 1220, 680};
-    Client w = resizedByHand("e2e-custom", -700, -400);
+    Client w = client("e2e-custom", "640x480+200+150");
+    auto file = path("data/Mavo/placements.json");
     {
         SCOPED_TRACE("a custom frame is kept and written about two seconds later");
-        ASSERT_EQ(frameOf(w), custom);
+        ASSERT_TRUE(becomes(w, kScreen));
+        ASSERT_EQ(resizeByHand(w, -700, -400), custom);
         ASSERT_TRUE(diagHas("remember(custom) frame=(0.0,0.0 1220.0×680.0)"));
         auto remembered = std::chrono::steady_clock::now();
         EXPECT_FALSE(std::filesystem::exists(file));
@@ -75,13 +76,51 @@ TEST_F(HandTest, HalvesAreKeptAndCustomFramesKeptRememberedAndRestored) {
         }
         EXPECT_EQ(diagCount("remember(custom)"), 6);
     }
-    SCOPED_TRACE("moved while Mavo is away, the window is put back where the user had it");
+    std::vector<Client> clients{w};
+    std::vector<Frame> frames{custom};
+    {
+        SCOPED_TRACE("two xterms keep a frame each");
+        auto first = desktop->startXterm("e2e-first", "80x24+100+100");
+        auto second = desktop->startXterm("e2e-second", "80x24+300+200");
+        ASSERT_TRUE(first && second);
+        ASSERT_TRUE(syncUntil([&] {
+            return fillsByCells(frameOf(*first), kScreen) &&
+                   fillsByCells(frameOf(*second), kScreen);
+        }));
+        // The one on top first.
+        auto secondFrame = resizeByHand(*second, -700, -400);
+        auto firstFrame = resizeByHand(*first, -300, -150);
+        ASSERT_TRUE(firstFrame && secondFrame);
+        ASSERT_NE(firstFrame, secondFrame);
+        sync(false, 3);
+        ASSERT_EQ(frameOf(*first), firstFrame);
+        ASSERT_EQ(frameOf(*second), secondFrame);
+        clients.insert(clients.end(), {*first, *second});
+        frames.insert(frames.end(), {*firstFrame, *secondFrame});
+    }
+    SCOPED_TRACE("moved while Mavo is away, each window is put back where the user had it");
     expectOrderlyExit();
-    auto id = std::to_string(w.window);
-    ASSERT_TRUE(desktop->xdotool("windowsize " + id + " 700 500 windowmove " + id + " 400 300"));
+    auto records = readJson(file)["records"];
+    EXPECT_EQ(records.size(), 3u) << records;
+    for (const char* title : {"|XTerm|e2e-first", "|XTerm|e2e-second"})
+        EXPECT_EQ(std::ranges::count_if(records.items(),
+                                        [&](const auto& r) { return r.key().ends_with(title); }),
+                  1)
+            << title << " in " << records;
+    for (const Client& c : clients) {
+        auto id = std::to_string(c.window);
+        ASSERT_TRUE(
+            desktop->xdotool("windowsize " + id + " 500 400 windowmove " + id + " 600 300"));
+    }
     ASSERT_TRUE(TestDesktop::waitUntil([&] { return frameOf(w) != custom; }));
     ASSERT_TRUE(startMavo());
-    EXPECT_TRUE(becomes(w, custom));
+    auto restored = [&] {
+        for (size_t i = 0; i < clients.size(); ++i)
+            if (frameOf(clients[i]) != frames[i]) return false;
+        return true;
+    };
+    EXPECT_TRUE(syncUntil(restored))
+        << frameOf(clients[0]) << frameOf(clients[1]) << frameOf(clients[2]);
     EXPECT_TRUE(diagHas("restore(persisted) frame="));
 }
 

@@ -1,7 +1,7 @@
 // The program around the engine: its command line, the sessions it refuses, one instance per
 // display, launch at login on the first launch, and how it ends.
 
-#include <cstdio>
+#include <cstdlib>
 #include <tuple>
 
 #include "E2ETest.h"
@@ -9,22 +9,14 @@
 namespace mavo::e2e {
 namespace {
 
-struct Output {
-    int status = -1;
-    std::string out, err;
-};
-
 // Runs mavo with only these environment variables, outside any desktop.
 Output runAlone(const std::string& env, const std::string& args) {
-    std::string errFile = ::testing::TempDir() + "mavo-e2e-stderr";
-    std::string command = "env -i " + env + " " MAVO_BINARY " " + args + " 2>" + errFile;
-    Output o;
-    FILE* pipe = popen(command.c_str(), "r");
-    for (char buf[256]; pipe && fgets(buf, sizeof buf, pipe);) o.out += buf;
-    int status = pipe ? pclose(pipe) : -1;
-    o.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    o.err = readText(errFile);
-    return o;
+    std::string out = ::testing::TempDir() + "mavo-e2e-";
+    int status = std::system(
+        ("env -i " + env + " " MAVO_BINARY " " + args + " >" + out + "out 2>" + out + "err")
+            .c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(out + "out"),
+            readText(out + "err")};
 }
 
 TEST(ShellCommandLine, VersionNeedsNoDisplayAndEachRefusalIsOneLine) {

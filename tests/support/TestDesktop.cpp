@@ -277,19 +277,17 @@ bool TestDesktop::drag(int x, int y, int dx, int dy) {
 }
 
 std::optional<int> TestDesktop::waitExit(pid_t pid, double timeoutSeconds) {
-    waitUntil(
-        [&] {
-            int status = 0;
-            if (ended_.count(pid) || !std::ranges::count(children_, pid)) return true;
-            pid_t done = waitpid(pid, &status, WNOHANG);
-            if (done == 0) return false;
-            ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            std::erase(children_, pid);
-            return true;
-        },
-        timeoutSeconds);
-    if (ended_.count(pid)) return ended_[pid];
-    return std::ranges::count(children_, pid) ? std::nullopt : std::optional(-1);
+    auto reaped = [&] {
+        int status = 0;
+        if (!std::ranges::count(children_, pid)) return true;
+        pid_t done = waitpid(pid, &status, WNOHANG);
+        if (done == 0) return false;
+        ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        std::erase(children_, pid);
+        return true;
+    };
+    if (!waitUntil(reaped, timeoutSeconds)) return std::nullopt;
+    return ended_.count(pid) ? ended_[pid] : -1;
 }
 
 int TestDesktop::stop(pid_t pid, int signum) {
