@@ -1,5 +1,6 @@
 // The running Mavo steered from the command line and over the session bus: each verb's effect on
-// the windows, the settings file and the placement file, and the bus announcing a change.
+// the windows, the settings file and the placement file, and the bus announcing a change; one
+// instance per display, launch at login on the first launch, and how it ends.
 
 #include <fcntl.h>
 
@@ -28,11 +29,6 @@ class ControlTest : public E2ETest {
         int status = desktop->waitExit(spawn(argv, out), 30).value_or(-1);
         return {status, readText(out), ""};
     }
-    Output call(const std::string& method, const std::vector<std::string>& args) {
-        std::vector<std::string> argv{"call", "--method", "com.quastorn.mavo.Control." + method};
-        argv.insert(argv.end(), args.begin(), args.end());
-        return run(argv, true);
-    }
     bool busSays(const std::filesystem::path& signals, const std::string& text) {
         return TestDesktop::waitUntil([&] { return readText(signals).find(text) != npos; });
     }
@@ -40,7 +36,7 @@ class ControlTest : public E2ETest {
     int runs = 0;
 };
 
-TEST_F(ControlTest, VerbsSteerTheRunningMavoAndTheBusAnnouncesItsState) {
+TEST_F(ControlTest, VerbsSteerTheRunningMavoTheBusAnnouncesItsStateAndEachEndIsOrderly) {
     ASSERT_TRUE(start({.sessionBus = true}, false));
     mavoEnv = {"DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus()};
     // Placements of another display arrangement, which only forgetting removes.
@@ -100,10 +96,13 @@ TEST_F(ControlTest, VerbsSteerTheRunningMavoAndTheBusAnnouncesItsState) {
     sync(false, 2);
     EXPECT_LT(frameOf(c).value_or(kScreen).width, 1000);
 
+    const std::string control = "com.quastorn.mavo.Control.";
     // A per-application switch of the menu, for an application that need not be in front.
-    EXPECT_EQ(call("SetTopCenter", {"CtlApp", "true"}).status, 0);
+    EXPECT_EQ(run({"call", "--method", control + "SetTopCenter", "CtlApp", "true"}, true).status,
+              0);
     EXPECT_EQ(readJson(settings)["topCenterApps"], nlohmann::json::array({"CtlApp"}));
-    EXPECT_EQ(call("GetAppSwitches", {"CtlApp"}).out, "(true, true, false)\n");
+    EXPECT_EQ(run({"call", "--method", control + "GetAppSwitches", "CtlApp"}, true).out,
+              "(true, true, false)\n");
 
     // Remembered placements: listed with their keys, forgotten one by one, then all at once, the
     // last written before Mavo quits.
@@ -129,6 +128,30 @@ TEST_F(ControlTest, VerbsSteerTheRunningMavoAndTheBusAnnouncesItsState) {
               npos)
         << err();
     desktop->stop(monitor);
+
+    // The first launch turned launch at login on; the user turns it off as session settings do.
+    auto entry = path("config/autostart/mavo.desktop");
+    EXPECT_NE(readText(entry).find("Exec=" MAVO_BINARY "\n"), npos) << readText(entry);
+    EXPECT_EQ(readJson(settings)["didApplyLoginItemDefault"], true);
+    std::ofstream(entry, std::ios::app) << "Hidden=true\n";
+    ASSERT_TRUE(startMavo());
+    EXPECT_EQ(run({"resume"}).status, 0);
+    // A second Mavo on the same display, even out of reach of the bus, says so and ends by itself;
+    // the first works on.
+    EXPECT_EQ(desktop->run({MAVO_BINARY}, 15), 0);
+    EXPECT_NE(err().find("Mavo: another Mavo is already running on display"), npos);
+    EXPECT_TRUE(becomes(client("ctl-d", "400x300+10+10"), kScreen));
+    // Each terminating signal ends Mavo in order and frees the display for the next one, which
+    // leaves launch at login off. SIGTERM is the fixture's own.
+    for (int signum : {SIGINT, SIGHUP}) {
+        expectOrderlyExit(signum);
+        ASSERT_TRUE(startMavo());
+    }
+    EXPECT_NE(readText(entry).find("Hidden=true"), npos) << readText(entry);
+    // The session ends under it: Mavo quits by itself.
+    desktop->stopServer();
+    EXPECT_GE(desktop->waitExit(std::exchange(mavo, 0), 10).value_or(-1), 0);
+    EXPECT_NE(err().find("Mavo: the X display went away"), npos) << err();
 }
 
 }  // namespace

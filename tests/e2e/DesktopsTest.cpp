@@ -47,8 +47,7 @@ class DesktopsTest : public E2ETest, public ::testing::WithParamInterface<Deskto
 
 TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
     const Desktop& d = GetParam();
-    ASSERT_TRUE(
-        start({.windowManager = d.windowManager, .panel = d.panel, .sessionBus = true}, false))
+    ASSERT_TRUE(start({.windowManager = d.windowManager, .panel = d.panel}, false))
         << desktop->failure();
     if (d.dock) client("e2e-dock", "1920x40+0+0", {"--kind", "dock"});
     auto usable = wmMaximized();
@@ -60,9 +59,7 @@ TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
     Client plain = client("e2e-plain", "500x400+300+200");
     // A GTK 3 header-bar application: under a compositing window manager it draws shadows inside
     // its X window, and what must fill the area is the window without them.
-    desktop->spawn({"gtk3-demo"},
-                   {"NO_AT_BRIDGE=1", "DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus()});
-    auto gtk = managedWindowOf("Gtk3-demo");
+    auto gtk = startGtkDemo();
     ASSERT_TRUE(gtk);
     auto term = desktop->startXterm("e2e-term", "80x24+150+120");
     ASSERT_TRUE(term);

@@ -116,13 +116,18 @@ class E2ETest : public ::testing::Test {
 
     std::optional<Frame> frameOf(const Client& c) { return desktop->frame(c.window); }
 
-    // The first managed client whose WM_CLASS names `cls`.
-    std::optional<xcb_window_t> managedWindowOf(const std::string& cls) {
+    // A GTK 3 header-bar application, on the desktop's bus if any: its window once managed.
+    std::optional<xcb_window_t> startGtkDemo() {
+        std::vector<std::string> env{"NO_AT_BRIDGE=1"};
+        if (!desktop->sessionBus().empty())
+            env.push_back("DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus());
+        desktop->spawn({"gtk3-demo"}, env);
         std::optional<xcb_window_t> found;
         TestDesktop::waitUntil(
             [&] {
                 for (uint32_t w : desktop->property(desktop->root(), "_NET_CLIENT_LIST"))
-                    if (desktop->text(w, "WM_CLASS").find(cls) != npos && desktop->isManaged(w))
+                    if (desktop->text(w, "WM_CLASS").find("Gtk3-demo") != npos &&
+                        desktop->isManaged(w))
                         return bool(found = w);
                 return false;
             },

@@ -1,5 +1,4 @@
-// The program around the engine: its command line, the sessions it refuses, one instance per
-// display, launch at login on the first launch, and how it ends.
+// The program's command line and the sessions it refuses, outside any desktop.
 
 #include <cstdlib>
 #include <tuple>
@@ -43,35 +42,6 @@ TEST(ShellCommandLine, VersionNeedsNoDisplayAndEachRefusalIsOneLine) {
         EXPECT_EQ(std::ranges::count(refused.err, '\n'), 1) << refused.err;
         EXPECT_NE(refused.err.find(says), npos) << refused.err;
     }
-}
-
-using ShellTest = E2ETest;
-
-TEST_F(ShellTest, OneMavoPerDisplayLaunchAtLoginOnceAndAnOrderlyEndOnEverySignal) {
-    ASSERT_TRUE(start());
-    // A second Mavo on the same display says so and ends by itself; the first works on.
-    EXPECT_EQ(desktop->run({MAVO_BINARY}, 15), 0);
-    EXPECT_NE(err().find("Mavo: another Mavo is already running on display"), npos);
-    EXPECT_TRUE(becomes(client("e2e-still-managed", "400x300+10+10"), kScreen));
-
-    // The first launch turned launch at login on; the user turns it off as session settings do.
-    auto entry = path("config/autostart/mavo.desktop");
-    EXPECT_NE(readText(entry).find("Exec=" MAVO_BINARY "\n"), npos) << readText(entry);
-    EXPECT_EQ(readJson(path("config/mavo/defaults.json"))["didApplyLoginItemDefault"], true);
-    std::ofstream(entry, std::ios::app) << "Hidden=true\n";
-
-    // Each terminating signal ends Mavo in order and frees the display for the next one, which
-    // leaves launch at login off. SIGTERM is the fixture's own.
-    for (int signum : {SIGINT, SIGHUP}) {
-        expectOrderlyExit(signum);
-        ASSERT_TRUE(startMavo());
-    }
-    EXPECT_NE(readText(entry).find("Hidden=true"), npos) << readText(entry);
-
-    // The session ends under it: Mavo quits by itself.
-    desktop->stopServer();
-    EXPECT_GE(desktop->waitExit(std::exchange(mavo, 0), 10).value_or(-1), 0);
-    EXPECT_NE(err().find("Mavo: the X display went away"), npos) << err();
 }
 
 }  // namespace

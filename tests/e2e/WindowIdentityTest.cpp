@@ -26,8 +26,7 @@ TEST_F(WindowIdentityTest, BusyWindowManagerAndHeaderBarShadowsDoNotHideTheAppli
     const std::string exact = "achieved=(0.0,0.0 1920.0×1080.0) Δw=0.0 Δh=0.0";
     int exactBefore = diagCount(exact);
 
-    desktop->spawn({"gtk3-demo"}, {"DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus()});
-    auto gtk = managedWindowOf("Gtk3-demo");
+    auto gtk = startGtkDemo();
     ASSERT_TRUE(gtk);
     auto shadows = desktop->property(*gtk, "_GTK_FRAME_EXTENTS");
     ASSERT_EQ(shadows.size(), 4u);
