@@ -1,10 +1,9 @@
 #pragma once
 
-// A private X desktop for one test: Xvfb on a display number it picks itself, an optional RandR
-// monitor layout, a window manager of the test's choice (optionally with its desktop's panel), and
-// the programs the test starts on it. Children run with HOME and the XDG folders inside home() and
-// no session bus unless `env` names one; they are stopped by pid when the desktop goes away and die
-// with the test process if it crashes.
+// A private X desktop for one test: Xvfb on a free display, an optional RandR monitor layout, a
+// window manager (optionally with its desktop's panel), and the programs the test starts on it.
+// Children run with HOME and the XDG folders inside home() and no session bus unless `env` names
+// one; they are stopped by pid when the desktop goes away and die with the test process.
 
 #include <sys/types.h>
 #include <xcb/xcb.h>
@@ -33,8 +32,7 @@ class TestDesktop {
         std::string name;  // a leading '*' makes it the primary
         int width, height, x, y, widthMM, heightMM;
     };
-    // Window managers as Debian ships them; fluxbox draws its own toolbar, Marco and Mutter
-    // publish per-monitor work areas.
+    // Window managers as Debian ships them; fluxbox draws its own toolbar.
     enum class WindowManager { none, openbox, xfwm4, marco, mutter, fluxbox };
     struct Options {
         int width = 1920, height = 1080;
@@ -73,8 +71,7 @@ class TestDesktop {
     bool xdotool(const std::string& commands);  // words separated by spaces
     // Left-button drag from (x, y) by (dx, dy) in small relative steps, as a hand would.
     bool drag(int x, int y, int dx, int dy);
-    // The exit status (-1 after a signal) once `pid` ended within the timeout; nullopt while it
-    // runs on.
+    // The exit status (-1 after a signal) once `pid` ended within the timeout, else nullopt.
     std::optional<int> waitExit(pid_t pid, double timeoutSeconds);
     // Sends `signum`, waits (killing after 5 s): the exit status, -1 when the program had already
     // ended, died of a signal or had to be killed.
