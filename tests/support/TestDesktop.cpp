@@ -59,7 +59,7 @@ TestDesktop::TestDesktop(Options options) {
     if (options.sessionBus || options.windowManager == xfwm4 || options.windowManager == marco ||
         options.windowManager == mutter) {
         auto address =
-            firstLine(bus, {"dbus-daemon", "--session", "--nofork", "--print-address=1"}, 10);
+            firstLine(bus, {"dbus-daemon", "--session", "--nofork", "--print-address={fd}"}, 10);
         if (!address) {
             failure_ = "dbus-daemon did not start";
             return;
@@ -126,12 +126,19 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     return pid;
 }
 
-std::optional<std::string> TestDesktop::firstLine(pid_t& pid, const std::vector<std::string>& argv,
-                                                  double seconds,
-                                                  const std::vector<std::string>& env) {
+std::optional<std::string> TestDesktop::firstLine(pid_t& pid, std::vector<std::string> argv,
+                                                  double seconds) {
+    // Written to the descriptor that "{fd}" in `argv` names, else to the program's stdout.
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0) return std::nullopt;
-    pid = spawn(argv, env, fds[1]);
+    bool named = false;
+    for (auto& arg : argv)
+        if (auto at = arg.find("{fd}"); at != std::string::npos) {
+            arg.replace(at, 4, std::to_string(fds[1]));
+            named = true;
+        }
+    if (named) fcntl(fds[1], F_SETFD, 0);
+    pid = spawn(argv, {}, named ? -1 : fds[1]);
     ::close(fds[1]);
     std::string line;
     bool complete = false;
@@ -155,8 +162,8 @@ bool TestDesktop::startServer(const Options& options) {
     // keeps the monitors a lone xrandr sets across client exits.
     std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height);
     auto number = firstLine(server_,
-                            {"Xvfb", "-displayfd", "1", "-screen", "0", screen + "x24", "-noreset",
-                             "-nolisten", "tcp", "+extension", "RANDR"},
+                            {"Xvfb", "-displayfd", "{fd}", "-screen", "0", screen + "x24",
+                             "-noreset", "-nolisten", "tcp", "+extension", "RANDR"},
                             20);
     if (!number) return failure_ = "Xvfb did not report a display number", false;
     display_ = ":" + *number;
@@ -241,12 +248,15 @@ bool TestDesktop::startPanel() {
 </channel>
 )";
     spawn({"xfce4-panel", "--disable-wm-check"}, wmEnv_);
+    // The panel reserves smaller strips while it lays itself out: ready once the window manager
+    // has taken its full strut into the work area.
     auto reserved = [&] {
-        // The panel first reserves a smaller strip while it lays itself out.
-        return std::ranges::any_of(clientList(), [&](uint32_t w) {
-            auto strut = property(w, "_NET_WM_STRUT_PARTIAL");
-            return strut.size() >= 4 && strut[2] >= 30;
-        });
+        auto area = property(root_, "_NET_WORKAREA");
+        return area.size() >= 4 && area[1] >= 30 &&
+               std::ranges::any_of(clientList(), [&](uint32_t w) {
+                   auto strut = property(w, "_NET_WM_STRUT_PARTIAL");
+                   return strut.size() >= 4 && strut[2] == area[1];
+               });
     };
     return waitUntil(reserved, 20) || (failure_ = "xfce4-panel reserved no space", false);
 }

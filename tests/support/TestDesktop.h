@@ -38,7 +38,7 @@ class TestDesktop {
         int width = 1920, height = 1080;
         std::vector<Monitor> monitors = {};  // empty: Xvfb's own single monitor
         WindowManager windowManager = WindowManager::openbox;
-        // xfce4-panel, 30 px at the top, with xfwm4; ready once its strut is published.
+        // xfce4-panel, 30 px at the top, with xfwm4; ready once the work area leaves it out.
         bool panel = false;
         bool compositor = false;  // xfwm4's; ready once it owns the compositing selection
         bool sessionBus = false;  // a bus even for a window manager that needs none
@@ -100,9 +100,8 @@ class TestDesktop {
     template <class T>
     std::vector<T> values(xcb_window_t window, const std::string& name);
     std::vector<uint32_t> clientList() { return property(root_, "_NET_CLIENT_LIST"); }
-    // Starts a program whose stdout is a pipe: the first line it writes there.
-    std::optional<std::string> firstLine(pid_t& pid, const std::vector<std::string>& argv,
-                                         double seconds, const std::vector<std::string>& env = {});
+    // Starts a program and reads the first line it writes to a pipe.
+    std::optional<std::string> firstLine(pid_t& pid, std::vector<std::string> argv, double seconds);
     bool startServer(const Options& options);
     bool startWindowManager(const Options& options);
     bool startPanel();
