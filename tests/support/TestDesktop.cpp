@@ -95,10 +95,10 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
         add(entry);
     for (char** e = environ; *e; ++e) {
         std::string entry = *e;
-        static const std::vector<std::string> dropped{"XDG_",
-                                                      "XAUTHORITY=", "WAYLAND_DISPLAY=", "MAVO_"};
-        if (std::ranges::none_of(dropped, [&](auto& prefix) { return entry.starts_with(prefix); }))
-            add(entry);
+        bool dropped = false;
+        for (const char* prefix : {"XDG_", "XAUTHORITY=", "WAYLAND_DISPLAY=", "MAVO_"})
+            dropped |= entry.starts_with(prefix);
+        if (!dropped) add(entry);
     }
     std::vector<std::string> args = argv;
     std::vector<char*> envp, argp;
