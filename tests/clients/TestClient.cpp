@@ -1,17 +1,16 @@
 // A small X client for the platform and end-to-end tests: one window whose behaviour towards the
-// window manager is chosen on the command line.
+// window manager is chosen on the command line. Prints "window 0x<id>" once mapped.
 //
 //   mavo_test_client [--kind plain|fixed|overshoot|fighting|settling|dock] [--title T] [--class C]
 //                    [--instance I] [--geometry WxH+X+Y] [--type normal|dialog|utility|none]
 //                    [--transient-for WINDOW] [--no-pid] [--fight-delay MS] [--no-class]
 //                    [--skip-taskbar] [--extra-windows N]
 //
-// Kinds: plain (resizable), fixed (minimum = maximum size), overshoot (answers a size set by
-// someone else with one 7 pixels larger each way), fighting (restores its own geometry
-// FIGHT-DELAY ms after someone else resized it), settling (grows itself by 120×80 once,
-// FIGHT-DELAY ms after it was mapped, as an application restoring its own size does), dock (a panel
-// with a top strut as tall as it).
-// --extra-windows adds plain windows of the same class. Prints "window 0x<id>" once mapped.
+// fixed: minimum = maximum size; overshoot: answers a size set by someone else with one 7 pixels
+// larger each way; fighting: restores its own geometry FIGHT-DELAY ms after someone else resized
+// it; settling: grows itself by 120×80 once, FIGHT-DELAY ms after it was mapped, as an application
+// restoring its own size does; dock: a panel with a top strut as tall as it. --extra-windows adds
+// plain windows.
 
 #include <poll.h>
 #include <unistd.h>
@@ -23,7 +22,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,69 +29,57 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr int overshoot = 7;
 
 struct Options {
     std::string kind = "plain", title = "Mavo test window", wmClass = "MavoTest", instance;
-    std::string type = "normal", transientFor;
+    std::string type = "normal", transientFor, geometry;
     int x = 100, y = 100, width = 640, height = 480, fightDelayMs = 300, extraWindows = 0;
     bool noPid = false, noClass = false, skipTaskbar = false;
 };
 
-[[noreturn]] void usage(const std::string& message) {
-    std::fprintf(stderr, "mavo_test_client: %s\n", message.c_str());
-    std::exit(2);
-}
-
 Options parse(int argc, char** argv) {
     Options o;
-    std::string geometry;
     const std::map<std::string, std::string*> texts = {{"--kind", &o.kind},
                                                        {"--title", &o.title},
                                                        {"--class", &o.wmClass},
                                                        {"--instance", &o.instance},
-                                                       {"--geometry", &geometry},
                                                        {"--type", &o.type},
+                                                       {"--geometry", &o.geometry},
                                                        {"--transient-for", &o.transientFor}};
     const std::map<std::string, int*> numbers = {{"--fight-delay", &o.fightDelayMs},
                                                  {"--extra-windows", &o.extraWindows}};
     const std::map<std::string, bool*> flags = {
         {"--no-pid", &o.noPid}, {"--no-class", &o.noClass}, {"--skip-taskbar", &o.skipTaskbar}};
     for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
+        std::string arg = argv[i];
         if (flags.count(arg)) {
             *flags.at(arg) = true;
-            continue;
+        } else if (i + 1 < argc && texts.count(arg)) {
+            *texts.at(arg) = argv[++i];
+        } else if (i + 1 < argc && numbers.count(arg)) {
+            *numbers.at(arg) = std::atoi(argv[++i]);
+        } else {
+            std::fprintf(stderr, "mavo_test_client: bad option %s\n", arg.c_str());
+            std::exit(2);
         }
-        if (!texts.count(arg) && !numbers.count(arg)) usage("unknown option " + arg);
-        if (++i >= argc) usage("missing value for " + arg);
-        if (texts.count(arg)) *texts.at(arg) = argv[i];
-        if (numbers.count(arg)) *numbers.at(arg) = std::atoi(argv[i]);
     }
-    if (!geometry.empty() &&
-        std::sscanf(geometry.c_str(), "%dx%d%d%d", &o.width, &o.height, &o.x, &o.y) != 4) {
-        usage("geometry must be WxH+X+Y");
-    }
-    if (o.instance.empty()) {
-        o.instance = o.wmClass;
-        for (char& c : o.instance) c = static_cast<char>(std::tolower(c));
-    }
-    if (o.type != "normal" && o.type != "dialog" && o.type != "utility" && o.type != "none") {
-        usage("type must be normal, dialog, utility or none");
-    }
+    if (!o.geometry.empty())
+        std::sscanf(o.geometry.c_str(), "%dx%d%d%d", &o.width, &o.height, &o.x, &o.y);
+    if (o.instance.empty())
+        for (char ch : o.wmClass) o.instance += char(std::tolower(ch));
     return o;
 }
 
 xcb_atom_t atom(xcb_connection_t* c, const std::string& name) {
-    xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
+    auto* reply = xcb_intern_atom_reply(
         c, xcb_intern_atom(c, 0, uint16_t(name.size()), name.c_str()), nullptr);
     xcb_atom_t result = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     free(reply);
     return result;
 }
 
-void setCardinals(xcb_connection_t* c, xcb_window_t w, xcb_atom_t property, xcb_atom_t type,
-                  const std::vector<uint32_t>& values) {
+void set(xcb_connection_t* c, xcb_window_t w, xcb_atom_t property, xcb_atom_t type,
+         const std::vector<uint32_t>& values) {
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, property, type, 32, uint32_t(values.size()),
                         values.data());
 }
@@ -104,15 +90,6 @@ void setText(xcb_connection_t* c, xcb_window_t w, xcb_atom_t property, xcb_atom_
                         text.data());
 }
 
-// Asks for x, y, width and height, or for width and height alone.
-void configure(xcb_connection_t* c, xcb_window_t w, const std::vector<uint32_t>& values) {
-    const uint16_t size = XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
-    xcb_configure_window(
-        c, w, values.size() == 2 ? size : size | XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
-        values.data());
-    xcb_flush(c);
-}
-
 xcb_window_t createWindow(xcb_connection_t* c, xcb_screen_t* screen, const Options& o,
                           const std::string& kind, int x, int y) {
     xcb_window_t w = xcb_generate_id(c);
@@ -121,21 +98,16 @@ xcb_window_t createWindow(xcb_connection_t* c, xcb_screen_t* screen, const Optio
     xcb_create_window(c, XCB_COPY_FROM_PARENT, w, screen->root, int16_t(x), int16_t(y),
                       uint16_t(o.width), uint16_t(o.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-
     setText(c, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, o.title);
     setText(c, w, atom(c, "_NET_WM_NAME"), atom(c, "UTF8_STRING"), o.title);
-    if (!o.noClass) {
+    if (!o.noClass)
         setText(c, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, o.instance + '\0' + o.wmClass + '\0');
-    }
-    if (o.skipTaskbar) {
-        setCardinals(c, w, atom(c, "_NET_WM_STATE"), XCB_ATOM_ATOM,
-                     {atom(c, "_NET_WM_STATE_SKIP_TASKBAR")});
-    }
+    if (o.skipTaskbar)
+        set(c, w, atom(c, "_NET_WM_STATE"), XCB_ATOM_ATOM, {atom(c, "_NET_WM_STATE_SKIP_TASKBAR")});
     char host[256] = {};
     gethostname(host, sizeof host - 1);
     setText(c, w, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, host);
-    if (!o.noPid)
-        setCardinals(c, w, atom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, {uint32_t(getpid())});
+    if (!o.noPid) set(c, w, atom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, {uint32_t(getpid())});
 
     xcb_size_hints_t hints{};
     xcb_icccm_size_hints_set_position(&hints, 1, x, y);
@@ -145,23 +117,21 @@ xcb_window_t createWindow(xcb_connection_t* c, xcb_screen_t* screen, const Optio
         xcb_icccm_size_hints_set_max_size(&hints, o.width, o.height);
     }
     xcb_icccm_set_wm_normal_hints(c, w, &hints);
-    setCardinals(c, w, atom(c, "WM_PROTOCOLS"), XCB_ATOM_ATOM, {atom(c, "WM_DELETE_WINDOW")});
+    set(c, w, atom(c, "WM_PROTOCOLS"), XCB_ATOM_ATOM, {atom(c, "WM_DELETE_WINDOW")});
 
-    std::string type = kind == "dock" ? "dock" : o.type;
-    if (type != "none") {
-        for (char& ch : type) ch = static_cast<char>(std::toupper(ch));
-        setCardinals(c, w, atom(c, "_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
-                     {atom(c, "_NET_WM_WINDOW_TYPE_" + type)});
-    }
-    if (!o.transientFor.empty()) {
-        setCardinals(c, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW,
-                     {uint32_t(std::strtoul(o.transientFor.c_str(), nullptr, 0))});
-    }
+    std::string type = kind == "dock" ? "DOCK" : o.type;
+    std::ranges::transform(type, type.begin(), ::toupper);
+    if (type != "NONE")
+        set(c, w, atom(c, "_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
+            {atom(c, "_NET_WM_WINDOW_TYPE_" + type)});
+    if (!o.transientFor.empty())
+        set(c, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW,
+            {uint32_t(std::strtoul(o.transientFor.c_str(), nullptr, 0))});
     if (kind == "dock") {
         uint32_t top = uint32_t(o.y + o.height);
-        setCardinals(c, w, atom(c, "_NET_WM_STRUT_PARTIAL"), XCB_ATOM_CARDINAL,
-                     {0, 0, top, 0, 0, 0, 0, 0, uint32_t(o.x), uint32_t(o.x + o.width - 1), 0, 0});
-        setCardinals(c, w, atom(c, "_NET_WM_STRUT"), XCB_ATOM_CARDINAL, {0, 0, top, 0});
+        set(c, w, atom(c, "_NET_WM_STRUT_PARTIAL"), XCB_ATOM_CARDINAL,
+            {0, 0, top, 0, 0, 0, 0, 0, uint32_t(o.x), uint32_t(o.x + o.width - 1), 0, 0});
+        set(c, w, atom(c, "_NET_WM_STRUT"), XCB_ATOM_CARDINAL, {0, 0, top, 0});
     }
     return w;
 }
@@ -172,7 +142,7 @@ int main(int argc, char** argv) {
     Options o = parse(argc, argv);
     int screenNumber = 0;
     xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
-    if (xcb_connection_has_error(c)) usage("cannot open the display");
+    if (xcb_connection_has_error(c)) return 2;
     xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
     for (int i = 0; i < screenNumber; ++i) xcb_screen_next(&it);
 
@@ -183,6 +153,11 @@ int main(int argc, char** argv) {
     xcb_map_window(c, w);
     xcb_flush(c);
 
+    auto configure = [&](uint16_t mask, std::vector<uint32_t> values) {
+        xcb_configure_window(c, w, mask, values.data());
+        xcb_flush(c);
+    };
+    const uint16_t size = XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
     int lastWidth = o.width, lastHeight = o.height;  // the size this client last asked for
     // A plain deadline and flag: gcc's -O2 flow analysis misreads an optional<time_point> here.
     bool restoring = false, announced = false;
@@ -191,13 +166,15 @@ int main(int argc, char** argv) {
         if (restoring && Clock::now() >= restoreAt) {
             restoring = false;
             if (o.kind == "settling")
-                configure(c, w, {uint32_t(o.width + 120), uint32_t(o.height + 80)});
+                configure(size, {uint32_t(o.width + 120), uint32_t(o.height + 80)});
             else
-                configure(c, w,
+                configure(size | XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
                           {uint32_t(o.x), uint32_t(o.y), uint32_t(o.width), uint32_t(o.height)});
         }
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
             uint8_t kind = event->response_type & 0x7f;
+            auto* configured = reinterpret_cast<xcb_configure_notify_event_t*>(event);
+            auto* message = reinterpret_cast<xcb_client_message_event_t*>(event);
             if (kind == XCB_MAP_NOTIFY && !announced) {
                 announced = true;
                 if (o.kind == "settling") {
@@ -206,36 +183,29 @@ int main(int argc, char** argv) {
                 }
                 std::printf("window 0x%x\n", w);
                 std::fflush(stdout);
-            } else if (kind == XCB_CONFIGURE_NOTIFY) {
-                auto* e = reinterpret_cast<xcb_configure_notify_event_t*>(event);
-                bool ours = e->width == lastWidth && e->height == lastHeight;
-                if (e->window == w && o.kind == "overshoot" && !ours) {
-                    lastWidth = e->width + overshoot;
-                    lastHeight = e->height + overshoot;
-                    configure(c, w, {uint32_t(lastWidth), uint32_t(lastHeight)});
-                } else if (e->window == w && o.kind == "fighting" && !restoring &&
-                           (e->width != o.width || e->height != o.height)) {
+            } else if (kind == XCB_CONFIGURE_NOTIFY && configured->window == w) {
+                bool ours = configured->width == lastWidth && configured->height == lastHeight;
+                if (o.kind == "overshoot" && !ours) {
+                    lastWidth = configured->width + 7, lastHeight = configured->height + 7;
+                    configure(size, {uint32_t(lastWidth), uint32_t(lastHeight)});
+                } else if (o.kind == "fighting" && !restoring &&
+                           (configured->width != o.width || configured->height != o.height)) {
                     restoring = true;
                     restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
                 }
-            } else if (kind == XCB_CLIENT_MESSAGE) {
-                auto* e = reinterpret_cast<xcb_client_message_event_t*>(event);
-                if (e->type == protocols && e->data.data32[0] == deleteWindow) {
-                    free(event);
-                    xcb_disconnect(c);
-                    return 0;
-                }
+            } else if (kind == XCB_CLIENT_MESSAGE && message->type == protocols &&
+                       message->data.data32[0] == deleteWindow) {
+                return 0;  // the connection closes with the process
             }
             free(event);
         }
         if (xcb_connection_has_error(c)) return 1;
         // Everything queued is handled, so only new data on the socket can bring more.
         int timeout = -1;
-        if (restoring) {
-            auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(restoreAt - Clock::now());
-            timeout = int(std::max<long long>(0, left.count()));
-        }
+        if (restoring)
+            timeout = int(std::max<long long>(
+                0, std::chrono::duration_cast<std::chrono::milliseconds>(restoreAt - Clock::now())
+                       .count()));
         pollfd pfd{xcb_get_file_descriptor(c), POLLIN, 0};
         poll(&pfd, 1, timeout);
     }

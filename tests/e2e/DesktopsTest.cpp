@@ -9,8 +9,6 @@
 namespace mavo::e2e {
 namespace {
 
-using WM = TestDesktop::WindowManager;
-
 struct Desktop {
     const char* name;
     WM windowManager;
@@ -29,25 +27,21 @@ class DesktopsTest : public E2ETest, public ::testing::WithParamInterface<Deskto
     std::optional<Frame> wmMaximized() {
         Client c = client("e2e-reference", "400x300+500+500");
         auto before = frameOf(c);
-        sendMaximize(c, 1);
+        desktop->sendClientMessage(c.window, "_NET_WM_STATE",
+                                   {1, desktop->atom("_NET_WM_STATE_MAXIMIZED_VERT"),
+                                    desktop->atom("_NET_WM_STATE_MAXIMIZED_HORZ"), 1});
         std::optional<Frame> after;
         bool moved = TestDesktop::waitUntil([&] {
             after = frameOf(c);
             return after && after != before && after->width > 1000 && after->height > 500;
         });
         desktop->stop(c.pid);
-        TestDesktop::waitUntil([&] { return !desktop->isMapped(c.window); });
+        TestDesktop::waitUntil([&] { return !desktop->isManaged(c.window); });
         if (!moved) return std::nullopt;
         int right = std::min(after->x + after->width, kScreen.width);
         int bottom = std::min(after->y + after->height, kScreen.height);
         after->x = std::max(after->x, 0), after->y = std::max(after->y, 0);
         return Frame{after->x, after->y, right - after->x, bottom - after->y};
-    }
-
-    void sendMaximize(const Client& c, uint32_t action) {
-        desktop->sendClientMessage(c.window, "_NET_WM_STATE",
-                                   {action, desktop->atom("_NET_WM_STATE_MAXIMIZED_VERT"),
-                                    desktop->atom("_NET_WM_STATE_MAXIMIZED_HORZ"), 1});
     }
 };
 
@@ -65,26 +59,16 @@ TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
     Client plain = client("e2e-plain", "500x400+300+200");
     // A GTK 3 header-bar application: under a compositing window manager it draws shadows inside
     // its X window, and what must fill the area is the window without them.
-    std::vector<std::string> gtkEnv = {"NO_AT_BRIDGE=1"};
-    if (!desktop->sessionBus().empty())
-        gtkEnv.push_back("DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus());
-    desktop->spawn({"gtk3-demo"}, gtkEnv);
-    auto gtk = managedWindowOf("Gtk3-demo");
+    auto gtk = startGtkDemo();
     ASSERT_TRUE(gtk);
     auto term = desktop->startXterm("e2e-term", "80x24+150+120");
     ASSERT_TRUE(term);
-    // xterm sizes itself in character cells: it can miss the frame by less than one cell.
-    auto termFills = [&] {
-        auto f = desktop->frame(term->window);
-        return f && f->x == usable->x && f->y == usable->y && f->width <= usable->width &&
-               f->width > usable->width - 20 && f->height <= usable->height &&
-               f->height > usable->height - 30;
-    };
     EXPECT_TRUE(syncUntil([&] {
-        return frameOf(plain) == usable && termFills() && visibleFrame(*gtk) == usable;
+        return frameOf(plain) == usable && fillsByCells(frameOf(*term), *usable) &&
+               visibleFrame(*gtk) == usable;
     })) << "usable "
-        << *usable << ", plain " << frameOf(plain) << ", xterm " << desktop->frame(term->window)
-        << ", GTK " << visibleFrame(*gtk);
+        << *usable << ", plain " << frameOf(plain) << ", xterm " << frameOf(*term) << ", GTK "
+        << visibleFrame(*gtk);
     // Windows coming and going rewrite the work area on some of these: that changes no display.
     EXPECT_EQ(diagCount("display reconfigure"), 0);
 }

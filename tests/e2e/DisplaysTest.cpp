@@ -5,7 +5,13 @@
 namespace mavo::e2e {
 namespace {
 
-using DisplaysTest = E2ETest;
+class DisplaysTest : public E2ETest {
+  protected:
+    // Ticks until the observe-only period after a display change is over and `condition` holds.
+    bool settled(const std::function<bool()>& condition) {
+        return TestDesktop::waitUntil([&] { return sync().answered && condition(); }, 8);
+    }
+};
 
 TEST_F(DisplaysTest, PanelStrutsShrinkTheVisibleFrameAndALatePanelIsAReconfiguration) {
     ASSERT_TRUE(start({}, false));
@@ -24,13 +30,7 @@ TEST_F(DisplaysTest, PanelStrutsShrinkTheVisibleFrameAndALatePanelIsAReconfigura
     // A taller panel arrives: after the observe-only period the window makes room for it.
     Client late = client("e2e-late-panel", "1920x60+0+0", {"--kind", "dock"});
     ASSERT_TRUE(diagShows("display reconfigure — observe-only for 1.2s"));
-    EXPECT_TRUE(TestDesktop::waitUntil(
-        [&] {
-            sync();
-            return frameOf(w) == Frame{0, 60, 1920, 1020};
-        },
-        8))
-        << frameOf(w);
+    EXPECT_TRUE(settled([&] { return frameOf(w) == Frame{0, 60, 1920, 1020}; })) << frameOf(w);
     EXPECT_TRUE(diagHas("config settled — re-adopting"));
     // Panels are not application windows: never moved.
     EXPECT_EQ(frameOf(panel), (Frame{0, 0, 1920, 30}));
@@ -54,13 +54,9 @@ TEST_F(DisplaysTest, WindowsFillTheirOwnMonitorAndAreReadoptedAfterOneIsUnplugge
     sync();  // nothing is judged while displays settle
     EXPECT_FALSE(diagHas("config settled"));
     // Then the period ends, and the window the window manager moved to A fills A.
-    EXPECT_TRUE(TestDesktop::waitUntil(
-        [&] {
-            sync();
-            return diagHas("config settled — re-adopting 2 windows") && frameOf(right) == a;
-        },
-        8))
-        << frameOf(right);
+    EXPECT_TRUE(settled([&] {
+        return diagHas("config settled — re-adopting 2 windows") && frameOf(right) == a;
+    })) << frameOf(right);
     EXPECT_EQ(frameOf(left), a);
 }
 

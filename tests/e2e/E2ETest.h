@@ -8,7 +8,6 @@
 #include <signal.h>
 #include <sys/wait.h>
 
-#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -29,6 +28,7 @@ namespace mavo::e2e {
 using test::Frame;
 using test::TestDesktop;
 using Client = TestDesktop::Client;
+using WM = TestDesktop::WindowManager;
 inline const Frame kScreen{0, 0, 1920, 1080};
 inline const auto npos = std::string::npos;
 
@@ -41,6 +41,17 @@ inline std::string readText(const std::filesystem::path& p) {
 inline nlohmann::json readJson(const std::filesystem::path& p) {
     auto j = nlohmann::json::parse(readText(p), nullptr, false);
     return j.is_discarded() ? nlohmann::json() : j;  // null when missing or broken
+}
+
+struct Output {
+    int status = -1;
+    std::string out, err;
+};
+
+// xterm sizes itself in character cells: it may miss the area by less than one cell.
+inline bool fillsByCells(const std::optional<Frame>& f, Frame area) {
+    return f && f->x == area.x && f->y == area.y && f->width <= area.width &&
+           f->width > area.width - 20 && f->height <= area.height && f->height > area.height - 30;
 }
 
 class E2ETest : public ::testing::Test {
@@ -77,18 +88,21 @@ class E2ETest : public ::testing::Test {
     }
 
     // One whole tick of the running Mavo, asked for through the test hooks.
-    Tick sync(bool force = false) {
+    Tick sync(bool force = false, int times = 1) {
         Tick tick;
-        uint32_t counter = ++syncs;
-        desktop->setProperty(desktop->root(), "_MAVO_SYNC_REQUEST", XCB_ATOM_CARDINAL,
-                             {counter, uint32_t(force)});
-        TestDesktop::waitUntil(
-            [&] {
-                auto done = desktop->property(desktop->root(), "_MAVO_SYNC_DONE");
-                if (done.size() >= 3 && done[0] == counter) tick = {true, done[1], done[2]};
-                return tick.answered || !alive();
-            },
-            30);
+        for (int i = 0; i < times; ++i) {
+            uint32_t counter = ++syncs;
+            desktop->setProperty(desktop->root(), "_MAVO_SYNC_REQUEST", XCB_ATOM_CARDINAL,
+                                 {counter, uint32_t(force)});
+            tick = {};
+            TestDesktop::waitUntil(
+                [&] {
+                    auto done = desktop->property(desktop->root(), "_MAVO_SYNC_DONE");
+                    if (done.size() >= 3 && done[0] == counter) tick = {true, done[1], done[2]};
+                    return tick.answered || !alive();
+                },
+                30);
+        }
         return tick;
     }
 
@@ -102,13 +116,18 @@ class E2ETest : public ::testing::Test {
 
     std::optional<Frame> frameOf(const Client& c) { return desktop->frame(c.window); }
 
-    // The first managed client whose WM_CLASS names `cls`.
-    std::optional<xcb_window_t> managedWindowOf(const std::string& cls) {
+    // A GTK 3 header-bar application, on the desktop's bus if any: its window once managed.
+    std::optional<xcb_window_t> startGtkDemo() {
+        std::vector<std::string> env{"NO_AT_BRIDGE=1"};
+        if (!desktop->sessionBus().empty())
+            env.push_back("DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus());
+        desktop->spawn({"gtk3-demo"}, env);
         std::optional<xcb_window_t> found;
         TestDesktop::waitUntil(
             [&] {
                 for (uint32_t w : desktop->property(desktop->root(), "_NET_CLIENT_LIST"))
-                    if (desktop->text(w, "WM_CLASS").find(cls) != npos && desktop->isManaged(w))
+                    if (desktop->text(w, "WM_CLASS").find("Gtk3-demo") != npos &&
+                        desktop->isManaged(w))
                         return bool(found = w);
                 return false;
             },
@@ -148,7 +167,7 @@ class E2ETest : public ::testing::Test {
         for (size_t at = log.find(text); at != npos; at = log.find(text, at + 1)) ++n;
         return n;
     }
-    bool diagHas(const std::string& text) { return diag().find(text) != npos; }
+    bool diagHas(const std::string& text) { return diagCount(text) > 0; }
     bool diagShows(const std::string& text) {
         return TestDesktop::waitUntil([&] { return diagHas(text); });
     }

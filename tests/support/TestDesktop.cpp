@@ -35,25 +35,6 @@ std::string nameOf(const std::string& entry) {
     return entry.substr(0, entry.find('=') + 1);
 }
 
-// The first line a program writes to `fd`, within `seconds`; closes `fd`.
-std::optional<std::string> readLine(int fd, double seconds) {
-    std::string line;
-    bool complete = false;
-    TestDesktop::waitUntil(
-        [&] {
-            char ch;
-            for (pollfd pfd{fd, POLLIN, 0}; poll(&pfd, 1, 0) > 0;) {
-                if (::read(fd, &ch, 1) != 1) return true;  // the writer went away
-                if (ch == '\n') return complete = true;
-                line.push_back(ch);
-            }
-            return false;
-        },
-        seconds);
-    ::close(fd);
-    return complete ? std::optional(line) : std::nullopt;
-}
-
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, const Frame& f) {
@@ -69,9 +50,23 @@ TestDesktop::TestDesktop(Options options) {
     dir_ = pattern;
     for (const char* sub : {"config", "data", "cache", "run"}) fs::create_directories(dir_ / sub);
     chmod((dir_ / "run").c_str(), 0700);
-    if (startServer(options) && options.windowManager != WindowManager::none &&
-        startWindowManager(options) && options.panel)
-        startPanel(options.windowManager);
+    // The GNOME-family window managers read GSettings and the Xfce ones xfconf, over a session
+    // bus; settings stay in memory so that nothing outside home() is touched.
+    using enum WindowManager;
+    wmEnv_ = {"GSETTINGS_BACKEND=memory", "NO_AT_BRIDGE=1"};
+    if (!startServer(options)) return;
+    pid_t bus = 0;
+    if (options.sessionBus || options.windowManager == xfwm4 || options.windowManager == marco ||
+        options.windowManager == mutter) {
+        auto address =
+            firstLine(bus, {"dbus-daemon", "--session", "--nofork", "--print-address={fd}"}, 10);
+        if (!address) {
+            failure_ = "dbus-daemon did not start";
+            return;
+        }
+        wmEnv_.push_back("DBUS_SESSION_BUS_ADDRESS=" + (bus_ = *address));
+    }
+    if (options.windowManager != none && startWindowManager(options) && options.panel) startPanel();
 }
 
 TestDesktop::~TestDesktop() {
@@ -89,9 +84,8 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     // async-signal-safe calls.
     std::vector<std::string> vars = env;
     auto add = [&](const std::string& entry) {
-        for (const auto& v : vars)
-            if (nameOf(v) == nameOf(entry)) return;
-        vars.push_back(entry);
+        if (std::ranges::none_of(vars, [&](auto& v) { return nameOf(v) == nameOf(entry); }))
+            vars.push_back(entry);
     };
     auto in = [&](const char* sub) { return (dir_ / sub).string(); };
     for (const auto& entry :
@@ -103,7 +97,7 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
         std::string entry = *e;
         bool dropped = false;
         for (const char* prefix : {"XDG_", "XAUTHORITY=", "WAYLAND_DISPLAY=", "MAVO_"})
-            dropped |= entry.rfind(prefix, 0) == 0;
+            dropped |= entry.starts_with(prefix);
         if (!dropped) add(entry);
     }
     std::vector<std::string> args = argv;
@@ -132,18 +126,46 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     return pid;
 }
 
-bool TestDesktop::startServer(const Options& options) {
-    // Xvfb picks a free display number and writes it to the inherited pipe once it accepts
-    // connections; -noreset keeps the monitors a lone xrandr sets across client exits.
+std::optional<std::string> TestDesktop::firstLine(pid_t& pid, std::vector<std::string> argv,
+                                                  double seconds) {
+    // Written to the descriptor that "{fd}" in `argv` names, else to the program's stdout.
     int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return failure_ = "pipe failed", false;
-    fcntl(fds[1], F_SETFD, 0);
-    std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height);
-    server_ = spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", screen + "x24",
-                     "-noreset", "-nolisten", "tcp", "+extension", "RANDR"});
+    if (pipe2(fds, O_CLOEXEC) != 0) return std::nullopt;
+    bool named = false;
+    for (auto& arg : argv)
+        if (auto at = arg.find("{fd}"); at != std::string::npos) {
+            arg.replace(at, 4, std::to_string(fds[1]));
+            named = true;
+        }
+    if (named) fcntl(fds[1], F_SETFD, 0);
+    pid = spawn(argv, {}, named ? -1 : fds[1]);
     ::close(fds[1]);
-    auto number = readLine(fds[0], 20);
-    if (server_ <= 0 || !number) return failure_ = "Xvfb did not report a display number", false;
+    std::string line;
+    bool complete = false;
+    waitUntil(
+        [&] {
+            char ch;
+            for (pollfd pfd{fds[0], POLLIN, 0}; poll(&pfd, 1, 0) > 0;) {
+                if (::read(fds[0], &ch, 1) != 1) return true;  // the writer went away
+                if (ch == '\n') return complete = true;
+                line.push_back(ch);
+            }
+            return false;
+        },
+        seconds);
+    ::close(fds[0]);
+    return complete && pid > 0 ? std::optional(line) : std::nullopt;
+}
+
+bool TestDesktop::startServer(const Options& options) {
+    // Xvfb picks a free display number and reports it once it accepts connections; -noreset
+    // keeps the monitors a lone xrandr sets across client exits.
+    std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height);
+    auto number = firstLine(server_,
+                            {"Xvfb", "-displayfd", "{fd}", "-screen", "0", screen + "x24",
+                             "-noreset", "-nolisten", "tcp", "+extension", "RANDR"},
+                            20);
+    if (!number) return failure_ = "Xvfb did not report a display number", false;
     display_ = ":" + *number;
     conn_ = xcb_connect(display_.c_str(), nullptr);
     if (xcb_connection_has_error(conn_)) return failure_ = "cannot connect to " + display_, false;
@@ -167,37 +189,25 @@ bool TestDesktop::startServer(const Options& options) {
     return true;
 }
 
-bool TestDesktop::startSessionBus() {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return failure_ = "pipe failed", false;
-    fcntl(fds[1], F_SETFD, 0);
-    busDaemon_ = spawn({"dbus-daemon", "--session", "--nofork", "--nopidfile",
-                        "--print-address=" + std::to_string(fds[1])});
-    ::close(fds[1]);
-    auto address = readLine(fds[0], 10);
-    if (busDaemon_ <= 0 || !address) return failure_ = "dbus-daemon did not start", false;
-    bus_ = *address;
-    return true;
-}
-
 bool TestDesktop::startWindowManager(const Options& options) {
     using enum WindowManager;
     static const std::map<WindowManager, std::vector<std::string>> commands = {
         {openbox, {"openbox", "--sm-disable"}},
-        {xfwm4, {"xfwm4", "--compositor=off"}},
+        {xfwm4, {"xfwm4"}},
         {marco, {"marco", "--no-composite", "--sm-disable"}},
         {mutter, {"mutter", "--x11", "--replace", "--sm-disable"}},
         {fluxbox, {"fluxbox", "-no-slit"}},
     };
-    const auto& argv = commands.at(options.windowManager);
-    // The GNOME-family ones read GSettings and the Xfce ones xfconf, over a session bus; settings
-    // stay in memory so that nothing outside home() is touched.
-    bool needsBus = options.windowManager != openbox && options.windowManager != fluxbox;
-    if (needsBus && !startSessionBus()) return false;
-    windowManager_ = spawn(argv, wmEnvironment());
+    auto argv = commands.at(options.windowManager);
+    if (options.windowManager == xfwm4)
+        argv.push_back(options.compositor ? "--compositor=on" : "--compositor=off");
+    windowManager_ = spawn(argv, wmEnv_);
     auto wmUp = [&] {
         auto wm = property(root_, "_NET_SUPPORTING_WM_CHECK");
-        return !wm.empty() && property(wm[0], "_NET_SUPPORTING_WM_CHECK") == wm;
+        auto cm = owned(xcb_get_selection_owner_reply(
+            conn_, xcb_get_selection_owner(conn_, atom("_NET_WM_CM_S0")), nullptr));
+        return !wm.empty() && property(wm[0], "_NET_SUPPORTING_WM_CHECK") == wm &&
+               (!options.compositor || (cm && cm->owner != XCB_WINDOW_NONE));
     };
     if (!waitUntil(wmUp, 20)) return failure_ = argv[0] + " did not come up", false;
     // Window managers publish their check window before they handle map requests and some drop
@@ -217,21 +227,13 @@ bool TestDesktop::startWindowManager(const Options& options) {
     return failure_ = argv[0] + " does not manage windows", false;
 }
 
-std::vector<std::string> TestDesktop::wmEnvironment() const {
-    std::vector<std::string> env{"GSETTINGS_BACKEND=memory", "NO_AT_BRIDGE=1"};
-    if (!bus_.empty()) env.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus_);
-    return env;
-}
-
-bool TestDesktop::startPanel(WindowManager wm) {
-    if (wm != WindowManager::xfwm4) return failure_ = "no panel for this window manager", false;
+bool TestDesktop::startPanel() {
     // One empty panel across the top; without a configuration the panel asks the user instead.
     fs::path channel = dir_ / "config/xfce4/xfconf/xfce-perchannel-xml";
     fs::create_directories(channel);
     std::ofstream(channel / "xfce4-panel.xml") << R"(<?xml version="1.0" encoding="UTF-8"?>
 <channel name="xfce4-panel" version="1.0">
-  <property name="panels" type="array">
-    <value type="int" value="1"/>
+  <property name="panels" type="array"><value type="int" value="1"/>
     <property name="panel-1" type="empty">
       <property name="position" type="string" value="p=6;x=0;y=0"/>
       <property name="length" type="uint" value="100"/>
@@ -245,14 +247,16 @@ bool TestDesktop::startPanel(WindowManager wm) {
   </property>
 </channel>
 )";
-    spawn({"xfce4-panel", "--disable-wm-check"}, wmEnvironment());
+    spawn({"xfce4-panel", "--disable-wm-check"}, wmEnv_);
+    // The panel reserves smaller strips while it lays itself out: ready once the window manager
+    // has taken its full strut into the work area.
     auto reserved = [&] {
-        for (uint32_t w : clientList()) {
-            // The panel first reserves a smaller strip while it lays itself out.
-            auto strut = property(w, "_NET_WM_STRUT_PARTIAL");
-            if (strut.size() >= 4 && strut[2] >= 30) return true;
-        }
-        return false;
+        auto area = property(root_, "_NET_WORKAREA");
+        return area.size() >= 4 && area[1] >= 30 &&
+               std::ranges::any_of(clientList(), [&](uint32_t w) {
+                   auto strut = property(w, "_NET_WM_STRUT_PARTIAL");
+                   return strut.size() >= 4 && strut[2] == area[1];
+               });
     };
     return waitUntil(reserved, 20) || (failure_ = "xfce4-panel reserved no space", false);
 }
@@ -283,19 +287,17 @@ bool TestDesktop::drag(int x, int y, int dx, int dy) {
 }
 
 std::optional<int> TestDesktop::waitExit(pid_t pid, double timeoutSeconds) {
-    waitUntil(
-        [&] {
-            int status = 0;
-            if (ended_.count(pid) || !std::ranges::count(children_, pid)) return true;
-            pid_t done = waitpid(pid, &status, WNOHANG);
-            if (done == 0) return false;
-            ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            std::erase(children_, pid);
-            return true;
-        },
-        timeoutSeconds);
-    if (ended_.count(pid)) return ended_[pid];
-    return std::ranges::count(children_, pid) ? std::nullopt : std::optional(-1);
+    auto reaped = [&] {
+        int status = 0;
+        if (!std::ranges::count(children_, pid)) return true;
+        pid_t done = waitpid(pid, &status, WNOHANG);
+        if (done == 0) return false;
+        ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        std::erase(children_, pid);
+        return true;
+    };
+    if (!waitUntil(reaped, timeoutSeconds)) return std::nullopt;
+    return ended_.count(pid) ? ended_[pid] : -1;
 }
 
 int TestDesktop::stop(pid_t pid, int signum) {
@@ -315,13 +317,10 @@ void TestDesktop::stopServer() {
 }
 
 std::optional<TestDesktop::Client> TestDesktop::startClient(std::vector<std::string> options) {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return std::nullopt;
     options.insert(options.begin(), MAVO_TEST_CLIENT);
-    Client client{spawn(options, {}, fds[1])};
-    ::close(fds[1]);
-    auto line = readLine(fds[0], 15);
-    if (!line || line->rfind("window ", 0) != 0) return std::nullopt;
+    Client client;
+    auto line = firstLine(client.pid, options, 15);
+    if (!line || !line->starts_with("window ")) return std::nullopt;
     client.window = xcb_window_t(std::strtoul(line->c_str() + 7, nullptr, 16));
     if (!waitUntil([&] { return isManaged(client.window); }, 15)) return std::nullopt;
     return client;
@@ -416,12 +415,6 @@ bool TestDesktop::isManaged(xcb_window_t window) {
     return std::ranges::count(clientList(), window) &&
            (dock || property(window, "_NET_FRAME_EXTENTS").size() == 4 ||
             !property(window, "WM_STATE").empty());
-}
-
-bool TestDesktop::isMapped(xcb_window_t window) {
-    auto attrs = owned(
-        xcb_get_window_attributes_reply(conn_, xcb_get_window_attributes(conn_, window), nullptr));
-    return attrs && attrs->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 bool TestDesktop::waitUntil(const std::function<bool()>& condition, double timeoutSeconds) {

@@ -1,11 +1,9 @@
 #pragma once
 
-// A private X desktop for one test: Xvfb on a display number it picks itself, an optional RandR
-// monitor layout, a window manager of the test's choice (optionally with its desktop's panel), and
-// the programs the test starts on it. Children run with HOME and the XDG folders inside home() and
-// no session bus unless `env` names one (the window manager and panel get a private one where they
-// need it); they are stopped by pid when the desktop goes away and die with the test process if it
-// crashes.
+// A private X desktop for one test: Xvfb on a free display, an optional RandR monitor layout, a
+// window manager (optionally with its desktop's panel), and the programs the test starts on it.
+// Children run with HOME and the XDG folders inside home() and no session bus unless `env` names
+// one; they are stopped by pid when the desktop goes away and die with the test process.
 
 #include <sys/types.h>
 #include <xcb/xcb.h>
@@ -34,16 +32,16 @@ class TestDesktop {
         std::string name;  // a leading '*' makes it the primary
         int width, height, x, y, widthMM, heightMM;
     };
-    // Window managers as Debian ships them; fluxbox draws its own toolbar, Marco and Mutter
-    // publish per-monitor work areas.
+    // Window managers as Debian ships them; fluxbox draws its own toolbar.
     enum class WindowManager { none, openbox, xfwm4, marco, mutter, fluxbox };
     struct Options {
         int width = 1920, height = 1080;
         std::vector<Monitor> monitors = {};  // empty: Xvfb's own single monitor
         WindowManager windowManager = WindowManager::openbox;
-        // The desktop's own panel, 30 px at the top of the screen (xfce4-panel with xfwm4); the
-        // desktop is ready once the panel's strut is published.
+        // xfce4-panel, 30 px at the top, with xfwm4; ready once the work area leaves it out.
         bool panel = false;
+        bool compositor = false;  // xfwm4's; ready once it owns the compositing selection
+        bool sessionBus = false;  // a bus even for a window manager that needs none
     };
     struct Client {
         pid_t pid = 0;
@@ -62,6 +60,7 @@ class TestDesktop {
     const std::filesystem::path& home() const { return dir_; }
     xcb_connection_t* connection() const { return conn_; }  // the test's own, not the backend's
     xcb_window_t root() const { return root_; }
+    pid_t windowManager() const { return windowManager_; }
 
     // Starts a program; `env` entries ("NAME=value") override the desktop's. Its stderr, and its
     // stdout unless `stdoutFd` is given, go to home()/<program name>.log.
@@ -72,8 +71,7 @@ class TestDesktop {
     bool xdotool(const std::string& commands);  // words separated by spaces
     // Left-button drag from (x, y) by (dx, dy) in small relative steps, as a hand would.
     bool drag(int x, int y, int dx, int dy);
-    // The exit status (-1 after a signal) once `pid` ended within the timeout; nullopt while it
-    // runs on.
+    // The exit status (-1 after a signal) once `pid` ended within the timeout, else nullopt.
     std::optional<int> waitExit(pid_t pid, double timeoutSeconds);
     // Sends `signum`, waits (killing after 5 s): the exit status, -1 when the program had already
     // ended, died of a signal or had to be killed.
@@ -95,7 +93,6 @@ class TestDesktop {
                            const std::vector<uint32_t>& data);
     std::optional<Frame> frame(xcb_window_t window);
     bool isManaged(xcb_window_t window);  // listed, and given frame extents unless a panel
-    bool isMapped(xcb_window_t window);
 
     static bool waitUntil(const std::function<bool()>& condition, double timeoutSeconds = 5);
 
@@ -103,17 +100,18 @@ class TestDesktop {
     template <class T>
     std::vector<T> values(xcb_window_t window, const std::string& name);
     std::vector<uint32_t> clientList() { return property(root_, "_NET_CLIENT_LIST"); }
+    // Starts a program and reads the first line it writes to a pipe.
+    std::optional<std::string> firstLine(pid_t& pid, std::vector<std::string> argv, double seconds);
     bool startServer(const Options& options);
     bool startWindowManager(const Options& options);
-    bool startSessionBus();
-    bool startPanel(WindowManager wm);
-    std::vector<std::string> wmEnvironment() const;
+    bool startPanel();
 
     std::string failure_, display_, bus_;
     std::filesystem::path dir_;
     xcb_connection_t* conn_ = nullptr;
     xcb_window_t root_ = XCB_WINDOW_NONE;
-    pid_t server_ = 0, windowManager_ = 0, busDaemon_ = 0;
+    pid_t server_ = 0, windowManager_ = 0;
+    std::vector<std::string> wmEnv_;
     std::vector<pid_t> children_;
     std::map<pid_t, int> ended_;
 };
