@@ -92,7 +92,9 @@ void MaximizeEngine::applyMaximize(const WindowHandle& element, const Rect& targ
         bool tookRequest = iters == 0 &&
                            std::abs(achieved.width - requested.width) <= T.bestFitEpsilon &&
                            std::abs(achieved.height - requested.height) <= T.bestFitEpsilon;
-        if (!bid.empty() && !tookRequest && !cellSnapApps_.count(bid)) {
+        if (firstSight_ && !tookRequest) {
+            firstSightMissed_ = true;
+        } else if (!bid.empty() && !tookRequest && !cellSnapApps_.count(bid)) {
             cellSnapApps_.insert(bid);
             env_.defaults.set("cellSnapApps",
                               std::vector<std::string>(cellSnapApps_.begin(), cellSnapApps_.end()));

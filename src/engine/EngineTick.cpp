@@ -114,8 +114,12 @@ void MaximizeEngine::evaluateNewWindows() {
             if (self.stopped()) return;
             WindowKey key{c.window};
             if (self.states_.count(key)) continue;
+            self.firstSight_ = true;
+            self.firstSightMissed_ = false;
             self.evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible,
                           mouseDown, false, false);
+            self.firstSight_ = false;
+            if (self.firstSightMissed_) self.states_.erase(key);
         }
     });
 }

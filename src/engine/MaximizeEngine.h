@@ -159,6 +159,9 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     std::unordered_map<BestFitKey, Rect, BestFitKeyHash> bestFitMemory_;
     std::set<std::string> cellSnapApps_;
     bool firstTick_ = true;
+    // A window seen the moment it appeared may still be settling on its own size; an apply then
+    // that does not land as asked proves nothing, and the next tick judges the window afresh.
+    bool firstSight_ = false, firstSightMissed_ = false;
     double reconfiguringUntil_ = 0;
     bool wasReconfiguring_ = false;
     bool maximizeExistingOnStartup_ = true;
