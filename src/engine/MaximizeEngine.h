@@ -168,7 +168,7 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     double reconfiguringUntil_ = 0;
     bool wasReconfiguring_ = false;
     bool maximizeExistingOnStartup_ = true;
-    std::shared_ptr<RepeatingTimer> timer_;
+    std::unique_ptr<Timer> timer_;
     std::atomic<int> ticks_{0};
     std::atomic<bool> firstSightQueued_{false};
     std::atomic<bool> stopping_{false};  // read between windows, so a tick ends soon after stop()

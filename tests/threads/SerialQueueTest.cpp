@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -60,4 +61,17 @@ TEST(SerialQueue, RepeatingTimerFiresAtItsPeriodUntilCancelled) {
     EXPECT_LE(atCancel, 7);
     std::this_thread::sleep_for(150ms);
     EXPECT_EQ(fired.load(), atCancel);
+}
+
+TEST(SerialQueue, OneShotTimerRunsOnceUnlessCancelledOrDropped) {
+    SerialQueue q("test.once");
+    std::vector<int> ran;
+    auto kept = q.scheduleOnce(0.02, [&] { ran.push_back(1); });
+    q.scheduleOnce(0.01, [&] { ran.push_back(2); });  // the handle goes at once
+    auto cancelled = q.scheduleOnce(0.01, [&] { ran.push_back(3); });
+    cancelled->cancel();
+    std::promise<void> done;
+    q.asyncAfter(0.05, [&] { done.set_value(); });
+    done.get_future().wait();
+    EXPECT_EQ(ran, std::vector<int>{1});
 }

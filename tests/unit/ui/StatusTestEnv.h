@@ -23,7 +23,7 @@ struct StatusTestEnv {
     FakeLogin login;
     FakeEventTracker events;
     FakeUserDefaults defaults;
-    FakeUiTimers timers;
+    FakeTimers timers;
     FakePointer pointer;
     FakeDisplaySource displays{{primary1080()}};
     int terminations = 0, logShows = 0;
