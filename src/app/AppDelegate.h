@@ -53,7 +53,7 @@ struct AppServices {
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   public:
     // The engine is created here, before the loop runs, so that it exists before any event. It
-    // writes into the diagnostic log.
+    // writes into the diagnostic log unless its environment names another sink.
     static std::shared_ptr<AppDelegate> create(EngineEnvironment engineEnv, AppServices services);
 
     void applicationDidFinishLaunching();
