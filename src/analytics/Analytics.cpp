@@ -33,13 +33,6 @@ std::mutex sharedMutex;
 // exits, and must not find the instance gone.
 std::shared_ptr<Analytics>* sharedInstance = nullptr;
 
-// Shared by every instance and never destroyed, so that the last reference to an instance may be
-// dropped inside its own flush on this queue.
-SerialQueue& timerQueue() {
-    static SerialQueue* queue = new SerialQueue("com.quastorn.mavo.analytics");
-    return *queue;
-}
-
 }  // namespace
 
 std::shared_ptr<Analytics> Analytics::create(AnalyticsConfig config, Dependencies deps) {
@@ -52,7 +45,7 @@ Analytics::Analytics(AnalyticsConfig config, Dependencies deps)
       sender_(std::move(deps.sender)),
       systemProps_(std::move(deps.systemProps)),
       clock_(deps.clock ? *deps.clock : SystemClock::shared()),
-      scheduleRepeating_(std::move(deps.scheduleRepeating)),
+      timers_(deps.timers),
       random_(std::move(deps.random)),
       generator_(std::random_device{}()) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -60,10 +53,7 @@ Analytics::Analytics(AnalyticsConfig config, Dependencies deps)
     sessionId_ = newSessionId(lastTouched_, nextRandom());
 }
 
-Analytics::~Analytics() {
-    std::lock_guard<std::mutex> lock(timerMutex_);
-    if (flushTimer_) flushTimer_->cancel();
-}
+Analytics::~Analytics() = default;  // the flush timer stops with its handle
 
 Analytics& Analytics::shared() {
     std::lock_guard<std::mutex> lock(sharedMutex);
@@ -100,19 +90,14 @@ uint64_t Analytics::nextRandom() {
 void Analytics::start() {
     if (!enabled_) return;
     trackEvent("app_started");
+    if (!timers_) return;
 
+    // Held weakly, so the last reference may go inside a flush.
     std::weak_ptr<Analytics> weak = weak_from_this();
-    auto block = [weak] {
-        if (auto self = weak.lock()) self->flush();
-    };
     std::lock_guard<std::mutex> lock(timerMutex_);
-    if (flushTimer_) flushTimer_->cancel();
-    if (scheduleRepeating_) {
-        flushTimer_ = scheduleRepeating_(config_.flushInterval, std::move(block));
-    } else {
-        flushTimer_ = timerQueue().scheduleRepeating(config_.flushInterval, config_.flushInterval,
-                                                     std::move(block));
-    }
+    flushTimer_ = timers_->scheduleRepeating(config_.flushInterval, config_.flushInterval, [weak] {
+        if (auto self = weak.lock()) self->flush();
+    });
 }
 
 void Analytics::trackEvent(const std::string& name, const nlohmann::json& props) {

@@ -15,7 +15,7 @@
 #include "analytics/HttpSender.h"
 #include "analytics/SystemPropsSource.h"
 #include "common/Clock.h"
-#include "common/SerialQueue.h"
+#include "common/Timer.h"
 
 namespace mavo {
 
@@ -35,15 +35,11 @@ struct AnalyticsConfig {
 // posted as one JSON batch per flush. Nothing touches the disk; a batch that fails is dropped.
 class Analytics final : public EventTracker, public std::enable_shared_from_this<Analytics> {
   public:
-    // Schedules `block` every `interval` seconds, the first run one interval from now.
-    using ScheduleRepeating = std::function<std::shared_ptr<RepeatingTimer>(
-        double interval, std::function<void()> block)>;
-
     struct Dependencies {
         std::shared_ptr<HttpSender> sender;                    // null: every batch is dropped
         std::shared_ptr<const SystemPropsSource> systemProps;  // null: blank properties
         const Clock* clock = nullptr;                          // null: the system clock
-        ScheduleRepeating scheduleRepeating;                   // null: a serial queue
+        TimerScheduler* timers = nullptr;                      // null: no periodic flush
         std::function<uint64_t()> random;                      // null: a seeded generator
     };
 
@@ -63,7 +59,7 @@ class Analytics final : public EventTracker, public std::enable_shared_from_this
 
     bool isEnabled() const { return enabled_; }
 
-    // Tracks "app_started" and schedules the periodic flush.
+    // Tracks "app_started" and schedules the periodic flush on the timers given.
     void start();
     void trackEvent(const std::string& name,
                     const nlohmann::json& props = nlohmann::json::object()) override;
@@ -93,7 +89,7 @@ class Analytics final : public EventTracker, public std::enable_shared_from_this
     std::shared_ptr<HttpSender> sender_;
     std::shared_ptr<const SystemPropsSource> systemProps_;
     const Clock& clock_;
-    ScheduleRepeating scheduleRepeating_;
+    TimerScheduler* timers_;
     std::function<uint64_t()> random_;
 
     mutable std::mutex mutex_;  // guards the session, the queue and the generator
@@ -102,8 +98,8 @@ class Analytics final : public EventTracker, public std::enable_shared_from_this
     std::vector<Event> queue_;
     std::mt19937_64 generator_;
 
-    std::mutex timerMutex_;
-    std::shared_ptr<RepeatingTimer> flushTimer_;
+    std::mutex timerMutex_;  // guards the handle of the periodic flush
+    std::unique_ptr<Timer> flushTimer_;
 };
 
 }  // namespace mavo

@@ -47,6 +47,7 @@ std::string screenLine(int index, const ScreenInfo& screen) {
 
 std::shared_ptr<AppDelegate> AppDelegate::create(EngineEnvironment engineEnv,
                                                  AppServices services) {
+    if (!engineEnv.log) engineEnv.log = Diag::log;
     return std::shared_ptr<AppDelegate>(new AppDelegate(std::move(engineEnv), std::move(services)));
 }
 

@@ -52,7 +52,8 @@ struct AppServices {
 // every subsystem together at launch and runs the termination handler.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   public:
-    // The engine is created here, before the loop runs, so that it exists before any event.
+    // The engine is created here, before the loop runs, so that it exists before any event. It
+    // writes into the diagnostic log unless its environment names another sink.
     static std::shared_ptr<AppDelegate> create(EngineEnvironment engineEnv, AppServices services);
 
     void applicationDidFinishLaunching();

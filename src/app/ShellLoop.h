@@ -1,14 +1,11 @@
 #pragma once
 
 #include <functional>
-#include <memory>
-
-#include "common/SerialQueue.h"
 
 namespace mavo {
 
-// The application's event loop as the shell sees it: every handler and timer runs on the main
-// thread. The platform's loop decides what a display change or the end of the session is.
+// The application's event loop as the shell sees it: every handler runs on the main thread. The
+// platform's loop decides what a display change or the end of the session is.
 class ShellLoop {
   public:
     using Handler = std::function<void()>;
@@ -19,8 +16,6 @@ class ShellLoop {
     virtual void observeDisplayChanges(Handler handler) = 0;
     // Called once when the application is about to quit.
     virtual void observeTermination(Handler handler) = 0;
-    // A timer on the main thread: first run after `interval` seconds, then every `interval`.
-    virtual std::shared_ptr<RepeatingTimer> scheduleRepeating(double interval, Handler handler) = 0;
 };
 
 }  // namespace mavo

@@ -111,19 +111,27 @@ void SerialQueue::asyncAfter(double seconds, Block block) {
     enqueue(std::chrono::steady_clock::now() + toDuration(seconds), std::move(block));
 }
 
-std::shared_ptr<RepeatingTimer> SerialQueue::scheduleRepeating(double firstDelay, double interval,
-                                                               Block block) {
-    auto timer = std::make_shared<RepeatingTimer>();
+std::unique_ptr<Timer> SerialQueue::scheduleOnce(double seconds, Block block) {
+    auto cancelled = std::make_shared<std::atomic<bool>>(false);
+    asyncAfter(seconds, [cancelled, block = std::move(block)] {
+        if (!cancelled->load()) block();
+    });
+    return std::make_unique<Timer>([cancelled] { cancelled->store(true); });
+}
+
+std::unique_ptr<Timer> SerialQueue::scheduleRepeating(double firstDelay, double interval,
+                                                      Block block) {
+    auto cancelled = std::make_shared<std::atomic<bool>>(false);
     auto period = toDuration(interval);
     // Each firing schedules the next from its own deadline, so the period does not drift. The
     // chain holds the core weakly: a firing after the queue is gone does nothing.
     std::weak_ptr<Core> weakCore = core_;
     auto fire = std::make_shared<std::function<void(TimePoint)>>();
     std::weak_ptr<std::function<void(TimePoint)>> weakFire = fire;
-    *fire = [weakCore, timer, period, block = std::move(block), weakFire](TimePoint due) {
-        if (timer->isCancelled()) return;
+    *fire = [weakCore, cancelled, period, block = std::move(block), weakFire](TimePoint due) {
+        if (cancelled->load()) return;
         block();
-        if (timer->isCancelled()) return;
+        if (cancelled->load()) return;
         auto core = weakCore.lock();
         auto self = weakFire.lock();
         if (!core || !self) return;
@@ -135,7 +143,7 @@ std::shared_ptr<RepeatingTimer> SerialQueue::scheduleRepeating(double firstDelay
     };
     auto due = std::chrono::steady_clock::now() + toDuration(firstDelay);
     enqueue(due, [fire, due] { (*fire)(due); });
-    return timer;
+    return std::make_unique<Timer>([cancelled] { cancelled->store(true); });
 }
 
 bool SerialQueue::isCurrent() const {

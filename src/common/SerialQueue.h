@@ -11,26 +11,17 @@
 #include <string>
 #include <thread>
 
+#include "common/Timer.h"
+
 namespace mavo {
 
-// A cancellable handle to a repeating timer; dropping the handle does not stop the timer.
-class RepeatingTimer {
-  public:
-    void cancel() { cancelled_.store(true); }
-    bool isCancelled() const { return cancelled_.load(); }
-
-  private:
-    std::atomic<bool> cancelled_{false};
-};
-
 // One worker thread running blocks one at a time, in submission order, with delayed blocks and
-// repeating timers ordered by deadline. Blocks never run under the queue's own lock.
-class SerialQueue {
+// timers ordered by deadline. Blocks never run under the queue's own lock. Its timers may be
+// cancelled from any thread.
+class SerialQueue final : public TimerScheduler {
   public:
-    using Block = std::function<void()>;
-
     explicit SerialQueue(std::string label);
-    ~SerialQueue();
+    ~SerialQueue() override;
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;
 
@@ -41,9 +32,9 @@ class SerialQueue {
     // rather than deadlocking.
     void sync(const Block& block);
     void asyncAfter(double seconds, Block block);
-    // First run after `firstDelay` seconds, then every `interval` seconds until cancelled.
-    std::shared_ptr<RepeatingTimer> scheduleRepeating(double firstDelay, double interval,
-                                                      Block block);
+    std::unique_ptr<Timer> scheduleOnce(double seconds, Block block) override;
+    std::unique_ptr<Timer> scheduleRepeating(double firstDelay, double interval,
+                                             Block block) override;
 
     bool isCurrent() const;
 

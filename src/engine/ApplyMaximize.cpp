@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "app/Diag.h"
 #include "engine/MaximizeEngine.h"
 #include "engine/RectStr.h"
 #include "geometry/Geo.h"
@@ -98,15 +97,15 @@ void MaximizeEngine::applyMaximize(const WindowHandle& element, const Rect& targ
             cellSnapApps_.insert(bid);
             env_.defaults.set("cellSnapApps",
                               std::vector<std::string>(cellSnapApps_.begin(), cellSnapApps_.end()));
-            Diag::log("learned cell-snap app: " + bid);
+            diag("learned cell-snap app: " + bid);
         }
     }
 
     std::string title = env_.ax.string(element, Attr::title).value_or("?");
-    Diag::log(std::string(label) + " \"" + title + "\" target=" + rectStr(target) + " achieved=" +
-              rectStr(achieved) + " Δw=" + oneDecimal(target.width - achieved.width) +
-              " Δh=" + oneDecimal(target.height - achieved.height) +
-              " iters=" + std::to_string(iters) + " mem=" + (mem ? "true" : "false"));
+    diag(std::string(label) + " \"" + title + "\" target=" + rectStr(target) +
+         " achieved=" + rectStr(achieved) + " Δw=" + oneDecimal(target.width - achieved.width) +
+         " Δh=" + oneDecimal(target.height - achieved.height) + " iters=" + std::to_string(iters) +
+         " mem=" + (mem ? "true" : "false"));
 
     {
         std::lock_guard<std::mutex> guard(lock_);
@@ -145,8 +144,8 @@ void MaximizeEngine::probeCannotFill(const WindowHandle& element, const Rect& fr
                                      const std::string& reason) {
     int32_t pid = env_.ax.pid(element).value_or(0);
     std::string title = env_.ax.string(element, Attr::title).value_or("?");
-    Diag::log("PROBE cannot-fill[" + reason + "] \"" + title + "\" " +
-              WindowProbe::spaceVerdict(env_.windowList, frame, pid, T.cellFitPosTol));
+    diag("PROBE cannot-fill[" + reason + "] \"" + title + "\" " +
+         WindowProbe::spaceVerdict(env_.windowList, frame, pid, T.cellFitPosTol));
 }
 
 }  // namespace mavo

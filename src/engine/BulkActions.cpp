@@ -1,7 +1,6 @@
 // Steering from outside the timer: a display change, and the two menu actions that make the
 // engine forget what it knows and act on every window at once. Each runs on the engine queue.
 
-#include "app/Diag.h"
 #include "engine/MaximizeEngine.h"
 #include "engine/RectStr.h"
 
@@ -12,7 +11,7 @@ void MaximizeEngine::noteDisplayConfigChange() {
         // A second change during the period pushes its end out again.
         double now = self.env_.clock.uptime();
         self.reconfiguringUntil_ = now + tunables.reconfigureSettle;
-        Diag::log("display reconfigure — observe-only for " +
+        self.diag("display reconfigure — observe-only for " +
                   shortestDecimal(tunables.reconfigureSettle) + "s");
     });
 }

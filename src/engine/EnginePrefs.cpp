@@ -1,4 +1,3 @@
-#include "app/Diag.h"
 #include "engine/MaximizeEngine.h"
 
 namespace mavo {
@@ -55,7 +54,7 @@ void MaximizeEngine::loadPrefs() {
         defaults.set("excludedBundleIDs", sortedArray(excluded));
         seeded.insert(fresh.begin(), fresh.end());
         defaults.set("seededDefaultExcludes", sortedArray(seeded));
-        Diag::log("seeded default excludes: " + joined(fresh));
+        diag("seeded default excludes: " + joined(fresh));
     }
 
     bool paused = defaults.boolean("paused");

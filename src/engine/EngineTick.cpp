@@ -1,6 +1,5 @@
 #include <unordered_set>
 
-#include "app/Diag.h"
 #include "common/Utf8.h"
 #include "engine/MaximizeEngine.h"
 
@@ -87,8 +86,7 @@ void MaximizeEngine::tick(bool force) {
         }
         if (wasReconfiguring_) {
             for (auto& entry : states_) entry.second->needsStoreReadopt = true;
-            Diag::log("config settled — re-adopting " + std::to_string(states_.size()) +
-                      " windows");
+            diag("config settled — re-adopting " + std::to_string(states_.size()) + " windows");
         }
     }
     wasReconfiguring_ = now < reconfiguringUntil_;

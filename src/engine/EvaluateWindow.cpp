@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "app/Diag.h"
 #include "engine/MaximizeEngine.h"
 #include "engine/RectStr.h"
 #include "geometry/Geo.h"
@@ -135,7 +134,7 @@ void MaximizeEngine::evaluateFirstSight(WindowContext& w) {
     if (w.snapped(*maxTarget)) {
         s.disposition = Disposition::userArranged;
         s.lastTargetFrame = maxTarget;
-        Diag::log("userArranged(zone,new) frame=" + rectStr(w.frame));
+        diag("userArranged(zone,new) frame=" + rectStr(w.frame));
         return;
     }
 
@@ -147,7 +146,7 @@ void MaximizeEngine::evaluateFirstSight(WindowContext& w) {
             s.lastTargetFrame = maxTarget;
             s.bestFitFrame = rp;
             if (w.notReconfiguring() && !w.equal(w.frame, *rp)) w.apply(*rp, true);
-            Diag::log("restore(persisted) frame=" + rectStr(*rp));
+            diag("restore(persisted) frame=" + rectStr(*rp));
             return;
         }
         if (w.equal(w.frame, *maxTarget)) {
@@ -182,8 +181,7 @@ void MaximizeEngine::evaluateFirstSight(WindowContext& w) {
     std::string title = w.title();
     if (auto ts = restoredTopCenterSize(w.bid, w.windowCount, title)) {
         s.topCenterSize = ts;
-        Diag::log("restore(topcenter) size=" + oneDecimal(ts->width) + "×" +
-                  oneDecimal(ts->height));
+        diag("restore(topcenter) size=" + oneDecimal(ts->width) + "×" + oneDecimal(ts->height));
     }
     if (w.notReconfiguring() && w.owning()) {
         auto target = w.centerTarget();
@@ -223,7 +221,7 @@ void MaximizeEngine::evaluateKnown(WindowContext& w) {
                 s.userPositioned = false;
             } else {
                 s.rememberedTarget = rp;
-                Diag::log("readopt(config) frame=" + rectStr(*rp));
+                diag("readopt(config) frame=" + rectStr(*rp));
             }
         } else {
             s.topCenterSize = restoredTopCenterSize(w.bid, w.windowCount, title);
@@ -240,8 +238,7 @@ void MaximizeEngine::evaluateKnown(WindowContext& w) {
             if (overlap < T.reengageOverlap) return;
             // Dragged most of the way back over its display: the engine takes it back.
             s.disposition = Disposition::managed;
-            Diag::log("re-engage frame=" + rectStr(w.frame) + " ov=" + oneDecimal(overlap * 100) +
-                      "%");
+            diag("re-engage frame=" + rectStr(w.frame) + " ov=" + oneDecimal(overlap * 100) + "%");
             w.apply(*maxTarget, false);
             return;
         }
@@ -306,7 +303,7 @@ bool MaximizeEngine::detectUserMaximize(WindowContext& w) {
     s.rememberedTarget.reset();
     w.apply(*maxTarget, false);
     env_.events.trackEvent("window_user_maximized");
-    Diag::log("user-maximized frame=" + rectStr(w.frame));
+    diag("user-maximized frame=" + rectStr(w.frame));
     return true;
 }
 
@@ -316,7 +313,7 @@ void MaximizeEngine::maximizeBranch(WindowContext& w) {
     if (!maxTarget) return;
 
     if (s.rememberedTarget && !env_.screens.isOnScreenAX(*s.rememberedTarget, T.onScreenCoverage)) {
-        Diag::log("retire(offscreen) frame=" + rectStr(*s.rememberedTarget));
+        diag("retire(offscreen) frame=" + rectStr(*s.rememberedTarget));
         s.rememberedTarget.reset();
     }
     const bool custom = s.rememberedTarget.has_value();
@@ -343,8 +340,8 @@ void MaximizeEngine::maximizeBranch(WindowContext& w) {
         if (w.owning()) {
             if (auto target = w.centerTarget()) w.apply(*target, true);
         }
-        Diag::log("revert(user-maximize) frame=" + rectStr(w.frame) +
-                  " keptSmaller=" + (keptSmaller ? "true" : "false"));
+        diag("revert(user-maximize) frame=" + rectStr(w.frame) +
+             " keptSmaller=" + (keptSmaller ? "true" : "false"));
         return;
     }
 
@@ -379,7 +376,7 @@ void MaximizeEngine::maximizeBranch(WindowContext& w) {
         s.rememberedTarget.reset();
         s.disposition = Disposition::userArranged;
         s.lastTargetFrame = maxTarget;
-        Diag::log("userArranged(zone) frame=" + rectStr(w.frame));
+        diag("userArranged(zone) frame=" + rectStr(w.frame));
         return;
     }
 
@@ -403,7 +400,7 @@ void MaximizeEngine::maximizeBranch(WindowContext& w) {
                     }
                 }
             }
-            Diag::log("remember(custom) frame=" + rectStr(w.frame));
+            diag("remember(custom) frame=" + rectStr(w.frame));
             if (!custom) env_.events.trackEvent("placement_remembered");
             return;
         }
@@ -413,10 +410,10 @@ void MaximizeEngine::maximizeBranch(WindowContext& w) {
         s.userPositioned = false;
         if (w.topCenter) {
             // The next tick centres it again.
-            Diag::log("untop frame=" + rectStr(w.frame));
+            diag("untop frame=" + rectStr(w.frame));
             return;
         }
-        Diag::log("reclaim→max frame=" + rectStr(w.frame));
+        diag("reclaim→max frame=" + rectStr(w.frame));
         w.apply(*maxTarget, false);
         return;
     }
@@ -446,7 +443,7 @@ void MaximizeEngine::centeredBranch(WindowContext& w) {
         s.topCenterSize.reset();
         w.forget(title);
         if (w.kind == CenterKind::focus) env_.events.trackEvent("focus_snapped_away");
-        Diag::log("userArranged(zone,topcenter) frame=" + rectStr(w.frame));
+        diag("userArranged(zone,topcenter) frame=" + rectStr(w.frame));
         return;
     }
     if (w.equal(w.frame, *centerTarget, T.bestFitEpsilon)) {
@@ -474,8 +471,8 @@ void MaximizeEngine::centeredBranch(WindowContext& w) {
             if (w.owning()) {
                 if (auto target = w.centerTarget()) w.apply(*target, true);
             }
-            Diag::log("topcenter resize→recenter " + oneDecimal(w.frame.width) + "×" +
-                      oneDecimal(w.frame.height));
+            diag("topcenter resize→recenter " + oneDecimal(w.frame.width) + "×" +
+                 oneDecimal(w.frame.height));
             return;
         }
         // Moved only: the user put it where they want it; from now on it is a custom window.
@@ -484,7 +481,7 @@ void MaximizeEngine::centeredBranch(WindowContext& w) {
         s.lastTargetFrame = maxTarget;
         s.bestFitFrame = w.frame;
         s.resistCount = 0;
-        Diag::log("topcenter move→respect frame=" + rectStr(w.frame));
+        diag("topcenter move→respect frame=" + rectStr(w.frame));
         return;
     }
 

@@ -14,6 +14,7 @@
 
 #include "analytics/EventTracker.h"
 #include "common/Clock.h"
+#include "common/LogSink.h"
 #include "common/SerialQueue.h"
 #include "common/UserDefaults.h"
 #include "engine/BuiltInApps.h"
@@ -40,6 +41,7 @@ struct EngineEnvironment {
     WindowListSource& windowList;
     std::string selfBundleID;
     BuiltInApps builtIns{};  // none unless the platform supplies its lists
+    LogSink log{};           // the diagnostic log; none keeps the engine quiet
 };
 
 // Keeps ordinary windows maximized to their display's visible frame, except those the user
@@ -140,6 +142,10 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     std::optional<Size> restoredTopCenterSize(const std::string& bid, int windowCount,
                                               const std::string& title) const;
 
+    void diag(const std::string& line) const {
+        if (env_.log) env_.log(line);
+    }
+
     // One hop onto the engine queue that holds the engine weakly.
     void submit(void (*work)(MaximizeEngine&));
 
@@ -165,7 +171,7 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     double reconfiguringUntil_ = 0;
     bool wasReconfiguring_ = false;
     bool maximizeExistingOnStartup_ = true;
-    std::shared_ptr<RepeatingTimer> timer_;
+    std::unique_ptr<Timer> timer_;
     std::atomic<int> ticks_{0};
     std::atomic<bool> firstSightQueued_{false};
     std::atomic<bool> stopping_{false};  // read between windows, so a tick ends soon after stop()

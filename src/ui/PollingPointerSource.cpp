@@ -18,11 +18,11 @@ class PollingPointerSource::Monitor final : public PointerMonitor {
     uint64_t id_;
 };
 
-PollingPointerSource::PollingPointerSource(UiTimerScheduler& timers, Locate locate, double interval)
+PollingPointerSource::PollingPointerSource(TimerScheduler& timers, Locate locate, double interval)
     : timers_(timers), locate_(std::move(locate)), interval_(interval) {}
 
 PollingPointerSource::~PollingPointerSource() {
-    if (poller_) poller_->invalidate();
+    poller_.reset();
 }
 
 std::optional<Point> PollingPointerSource::pointerLocation() {
@@ -35,7 +35,7 @@ std::unique_ptr<PointerMonitor> PollingPointerSource::addMovedMonitor(
     handlers_[id] = std::move(handler);
     if (!poller_) {
         last_ = pointerLocation();
-        poller_ = timers_.scheduleRepeating(interval_, [this] { poll(); });
+        poller_ = timers_.scheduleRepeating(interval_, interval_, [this] { poll(); });
     }
     return std::make_unique<Monitor>(this, id);
 }
@@ -43,10 +43,7 @@ std::unique_ptr<PointerMonitor> PollingPointerSource::addMovedMonitor(
 void PollingPointerSource::remove(uint64_t id) {
     handlers_.erase(id);
     // Nobody listens: stop asking the display server ten times a second.
-    if (handlers_.empty() && poller_) {
-        poller_->invalidate();
-        poller_.reset();
-    }
+    if (handlers_.empty()) poller_.reset();
 }
 
 void PollingPointerSource::poll() {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "common/Timer.h"
 #include "ui/StatusItem.h"
 
 namespace mavo {
@@ -16,7 +17,7 @@ class PollingPointerSource final : public PointerSource {
   public:
     using Locate = std::function<std::optional<Point>()>;
 
-    PollingPointerSource(UiTimerScheduler& timers, Locate locate, double interval = 0.1);
+    PollingPointerSource(TimerScheduler& timers, Locate locate, double interval = 0.1);
     ~PollingPointerSource() override;
 
     std::optional<Point> pointerLocation() override;
@@ -27,10 +28,10 @@ class PollingPointerSource final : public PointerSource {
     void poll();
     void remove(uint64_t id);
 
-    UiTimerScheduler& timers_;
+    TimerScheduler& timers_;
     Locate locate_;
     double interval_;
-    std::unique_ptr<UiTimer> poller_;
+    std::unique_ptr<Timer> poller_;
     std::optional<Point> last_;
     std::map<uint64_t, std::function<void()>> handlers_;
     uint64_t nextID_ = 1;

@@ -33,23 +33,6 @@ class StatusItem {
     virtual void invalidateMenu() = 0;
 };
 
-// A cancellable timer. Destroying the handle cancels it too; a handle may be destroyed from
-// inside its own block.
-class UiTimer {
-  public:
-    virtual ~UiTimer() = default;
-    virtual void invalidate() = 0;
-};
-
-// Timers on the main thread's loop.
-class UiTimerScheduler {
-  public:
-    virtual ~UiTimerScheduler() = default;
-    virtual std::unique_ptr<UiTimer> scheduleOnce(double seconds, std::function<void()> block) = 0;
-    virtual std::unique_ptr<UiTimer> scheduleRepeating(double interval,
-                                                       std::function<void()> block) = 0;
-};
-
 // A registration of a pointer-moved handler; destroying it removes the handler.
 class PointerMonitor {
   public:

@@ -26,7 +26,7 @@ StatusItemController::StatusItemController(StatusControllerEnvironment env) : en
     env_.statusItem.setToolTip(toolTip);
     refreshIcon();
     delayValueLabel_ = formatDelay(env_.defaults.number(delayKey));
-    iconTimer_ = env_.timers.scheduleRepeating(iconRefreshInterval, [this] {
+    iconTimer_ = env_.timers.scheduleRepeating(iconRefreshInterval, iconRefreshInterval, [this] {
         refreshIcon();
         evaluateVisibility();
     });
@@ -34,7 +34,7 @@ StatusItemController::StatusItemController(StatusControllerEnvironment env) : en
 }
 
 StatusItemController::~StatusItemController() {
-    if (iconTimer_) iconTimer_->invalidate();
+    iconTimer_.reset();
     cancelPendingShow();
     cancelPendingHide();
     hideMonitors_.clear();
@@ -440,17 +440,11 @@ void StatusItemController::evaluateVisibility() {
 }
 
 void StatusItemController::cancelPendingShow() {
-    if (pendingUnhideTimer_) {
-        pendingUnhideTimer_->invalidate();
-        pendingUnhideTimer_.reset();
-    }
+    pendingUnhideTimer_.reset();
 }
 
 void StatusItemController::cancelPendingHide() {
-    if (pendingHideTimer_) {
-        pendingHideTimer_->invalidate();
-        pendingHideTimer_.reset();
-    }
+    pendingHideTimer_.reset();
 }
 
 // Visibility is written only when it changes: this runs on every pointer move.

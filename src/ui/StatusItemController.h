@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "analytics/EventTracker.h"
+#include "common/Timer.h"
 #include "common/UserDefaults.h"
 #include "geometry/DisplaySource.h"
 #include "ui/MenuEngine.h"
@@ -27,7 +28,7 @@ struct StatusControllerEnvironment {
     LoginControl& login;
     EventTracker& events;
     UserDefaults& defaults;
-    UiTimerScheduler& timers;
+    TimerScheduler& timers;
     PointerSource& pointer;
     DisplaySource& displays;
     std::string selfBundleID;
@@ -105,12 +106,12 @@ class StatusItemController {
     void hide();
 
     StatusControllerEnvironment env_;
-    std::unique_ptr<UiTimer> iconTimer_;
+    std::unique_ptr<Timer> iconTimer_;
     std::string lastIconName_;
     std::vector<std::unique_ptr<PointerMonitor>> hideMonitors_;
     bool menuIsOpen_ = false;
-    std::unique_ptr<UiTimer> pendingUnhideTimer_;
-    std::unique_ptr<UiTimer> pendingHideTimer_;
+    std::unique_ptr<Timer> pendingUnhideTimer_;
+    std::unique_ptr<Timer> pendingHideTimer_;
     std::string delayValueLabel_;
     MenuModel menu_;
 };

@@ -2,8 +2,7 @@
 
 // EngineHarness: one user's machine for the engine, made of fakes. A scripted window server,
 // workspace and displays, a clock that moves only when told, a fake mouse and keyboard, settings
-// in memory, a real placement store in a temporary folder and the diagnostic log in a temporary
-// file.
+// in memory, a real placement store in a temporary folder and the diagnostic log in memory.
 //
 //   EngineHarness h;                      // one 1920×1080 display, visible frame (0,25 1920×1055)
 //   h.launch();                           // engine created, settings loaded (no timer)
@@ -20,16 +19,15 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "app/Diag.h"
 #include "engine/DragMonitor.h"
 #include "engine/MaximizeEngine.h"
 #include "fakes/FakeClock.h"
@@ -71,8 +69,6 @@ class EngineHarness {
         std::string pattern =
             (std::filesystem::temp_directory_path() / "mavo-engine-XXXXXX").string();
         if (char* made = mkdtemp(pattern.data())) dir = made;
-        Diag::setPath((dir / "mavo-diag.log").string());
-        Diag::reset();
         setScreens(std::move(screenList));
         store = std::make_unique<PlacementStore>(dir / "Mavo");
         drag.start(input);
@@ -81,7 +77,6 @@ class EngineHarness {
     ~EngineHarness() {
         releaseEngine();
         store.reset();
-        Diag::drain();
         std::error_code ec;
         if (!dir.empty()) std::filesystem::remove_all(dir, ec);
     }
@@ -111,8 +106,13 @@ class EngineHarness {
         {"Calculator", "Chat", "Home", "Notes"}, {"Browser"}, {"Console", "Terminal"}};
 
     EngineEnvironment environment() {
-        return EngineEnvironment{ax,       workspace, screens,    *store,        drag,    events,
-                                 defaults, clock,     windowList, selfBundleID_, builtIns};
+        EngineEnvironment env{ax,       workspace, screens,    *store,        drag,    events,
+                              defaults, clock,     windowList, selfBundleID_, builtIns};
+        env.log = [this](const std::string& line) {
+            std::lock_guard<std::mutex> lock(logMutex_);
+            log_.push_back(line);
+        };
+        return env;
     }
 
     // A new engine with the settings loaded, as at application launch (the timer is not started:
@@ -207,19 +207,9 @@ class EngineHarness {
 
     // ---- what the user's machine shows -------------------------------------------------------
 
-    std::string readLog() const {
-        Diag::drain();
-        std::ifstream in(dir / "mavo-diag.log");
-        std::stringstream ss;
-        ss << in.rdbuf();
-        return ss.str();
-    }
-
     std::vector<std::string> logLines() const {
-        std::vector<std::string> lines;
-        std::stringstream ss(readLog());
-        for (std::string line; std::getline(ss, line);) lines.push_back(line);
-        return lines;
+        std::lock_guard<std::mutex> lock(logMutex_);
+        return log_;
     }
 
     // A mark to read only the lines written after it.
@@ -265,6 +255,8 @@ class EngineHarness {
 
   private:
     std::string selfBundleID_;
+    mutable std::mutex logMutex_;  // the engine logs from its queue
+    std::vector<std::string> log_;
     int32_t nextPid_ = 100;
 };
 

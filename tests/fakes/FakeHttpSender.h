@@ -9,7 +9,6 @@
 #include "analytics/Analytics.h"
 #include "analytics/HttpSender.h"
 #include "analytics/SystemPropsSource.h"
-#include "common/SerialQueue.h"
 
 namespace mavo::test {
 
@@ -75,28 +74,6 @@ class FakeSystemProps final : public SystemPropsSource {
     mutable std::mutex mutex_;
     SystemProps props_;
     mutable int reads_ = 0;
-};
-
-// Keeps the repeating timers the client schedules, for the test to fire by hand.
-struct FakeRepeatingScheduler {
-    struct Timer {
-        double interval;
-        std::function<void()> block;
-        std::shared_ptr<RepeatingTimer> handle;
-    };
-
-    Analytics::ScheduleRepeating function() {
-        return [this](double interval, std::function<void()> block) {
-            timers.push_back({interval, std::move(block), std::make_shared<RepeatingTimer>()});
-            return timers.back().handle;
-        };
-    }
-    void fireAll() {
-        for (auto& t : timers)
-            if (!t.handle->isCancelled()) t.block();
-    }
-
-    std::vector<Timer> timers;
 };
 
 }  // namespace mavo::test

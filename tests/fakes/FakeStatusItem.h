@@ -2,7 +2,7 @@
 
 // Fakes for the status item's platform side.
 //   FakeStatusItem item;       item.visible, item.icons (every setIcon), item.toolTip
-//   FakeUiTimers timers;       timers.advance(1.5) fires what falls due, in deadline order
+//   FakeTimers timers;         timers.advance(1.5) fires what falls due (FakeTimers.h)
 //   FakePointer pointer;       pointer.moveTo({x, y}) sets the location and calls the monitors
 //   FakeLogin login;           login.enabled, login.toggles
 
@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "fakes/FakeTimers.h"
 #include "ui/StatusItem.h"
 
 namespace mavo::test {
@@ -34,65 +35,14 @@ class FakeStatusItem final : public StatusItem {
     void invalidateMenu() override { ++invalidations; }
 };
 
-// A timer or monitor handle that runs `drop` once, when invalidated or destroyed.
-template <class Base>
-class FakeHandle final : public Base {
+// A monitor registration that runs `drop` when destroyed.
+class FakeMonitor final : public PointerMonitor {
   public:
-    explicit FakeHandle(std::function<void()> drop) : drop_(std::move(drop)) {}
-    ~FakeHandle() { invalidate(); }
-    void invalidate() {
-        if (auto drop = std::exchange(drop_, nullptr)) drop();
-    }
+    explicit FakeMonitor(std::function<void()> drop) : drop_(std::move(drop)) {}
+    ~FakeMonitor() override { drop_(); }
 
   private:
     std::function<void()> drop_;
-};
-
-// Timers on a clock that moves only in `advance`. A block may cancel or destroy any timer,
-// including its own, and may schedule new ones.
-class FakeUiTimers final : public UiTimerScheduler {
-  public:
-    double now = 0;
-
-    std::unique_ptr<UiTimer> scheduleOnce(double seconds, std::function<void()> block) override {
-        return add(seconds, 0, std::move(block));
-    }
-    std::unique_ptr<UiTimer> scheduleRepeating(double interval,
-                                               std::function<void()> block) override {
-        return add(interval, interval, std::move(block));
-    }
-    void advance(double seconds) {
-        const double end = now + seconds;
-        for (;;) {
-            auto next = std::min_element(entries_.begin(), entries_.end(), [](auto& a, auto& b) {
-                return std::pair(a.second.due, a.first) < std::pair(b.second.due, b.first);
-            });
-            if (next == entries_.end() || next->second.due > end + 1e-9) break;
-            now = std::max(now, next->second.due);
-            auto block = next->second.block;  // the block may destroy its own entry
-            if (next->second.interval > 0) {
-                next->second.due += next->second.interval;
-            } else {
-                entries_.erase(next);
-            }
-            block();
-        }
-        now = end;
-    }
-    size_t pending() const { return entries_.size(); }
-
-  private:
-    struct Entry {
-        double due, interval;
-        std::function<void()> block;
-    };
-    std::unique_ptr<UiTimer> add(double delay, double interval, std::function<void()> block) {
-        entries_[nextID_] = Entry{now + delay, interval, std::move(block)};
-        return std::make_unique<FakeHandle<UiTimer>>(
-            [this, id = nextID_++] { entries_.erase(id); });
-    }
-    std::map<uint64_t, Entry> entries_;
-    uint64_t nextID_ = 1;
 };
 
 class FakePointer final : public PointerSource {
@@ -109,8 +59,7 @@ class FakePointer final : public PointerSource {
     std::optional<Point> pointerLocation() override { return location; }
     std::unique_ptr<PointerMonitor> addMovedMonitor(std::function<void()> handler) override {
         handlers_[nextID_] = std::move(handler);
-        return std::make_unique<FakeHandle<PointerMonitor>>(
-            [this, id = nextID_++] { handlers_.erase(id); });
+        return std::make_unique<FakeMonitor>([this, id = nextID_++] { handlers_.erase(id); });
     }
 
   private:

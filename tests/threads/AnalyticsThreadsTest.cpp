@@ -19,10 +19,9 @@ using nlohmann::json;
 TEST(AnalyticsThreads, EventsTrackedDuringFlushesArriveExactlyOnce) {
     FakeClock clock;
     auto sender = std::make_shared<FakeHttpSender>();
-    FakeRepeatingScheduler timers;
-    auto analytics = Analytics::create(
-        {"A-EU-0000000001", "", "http://127.0.0.1:9"},
-        {sender, std::make_shared<FakeSystemProps>(), &clock, timers.function(), nullptr});
+    auto analytics =
+        Analytics::create({"A-EU-0000000001", "", "http://127.0.0.1:9"},
+                          {sender, std::make_shared<FakeSystemProps>(), &clock, nullptr, nullptr});
     std::atomic<int> running{4};
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {

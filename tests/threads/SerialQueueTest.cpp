@@ -64,6 +64,19 @@ TEST(SerialQueue, RepeatingTimerFiresAtItsPeriodUntilCancelled) {
     EXPECT_EQ(fired.load(), atCancel);
 }
 
+TEST(SerialQueue, OneShotTimerRunsOnceUnlessCancelledOrDropped) {
+    SerialQueue q("test.once");
+    std::vector<int> ran;
+    auto kept = q.scheduleOnce(0.02, [&] { ran.push_back(1); });
+    q.scheduleOnce(0.01, [&] { ran.push_back(2); });  // the handle goes at once
+    auto cancelled = q.scheduleOnce(0.01, [&] { ran.push_back(3); });
+    cancelled->cancel();
+    std::promise<void> done;
+    q.asyncAfter(0.05, [&] { done.set_value(); });
+    done.get_future().wait();
+    EXPECT_EQ(ran, std::vector<int>{1});
+}
+
 // An owner whose last reference goes away inside one of its queue's blocks takes the queue with
 // it; the worker must wind down without touching the destroyed queue (ASan/TSan watch this).
 TEST(SerialQueue, QueueReleasedByItsOwnBlock) {

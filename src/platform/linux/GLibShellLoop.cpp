@@ -2,8 +2,6 @@
 
 #include <glib-unix.h>
 
-#include <algorithm>
-#include <cmath>
 #include <csignal>
 
 namespace mavo {
@@ -21,26 +19,6 @@ void GLibShellLoop::observeDisplayChanges(Handler handler) {
 
 void GLibShellLoop::observeTermination(Handler handler) {
     terminationHandlers_.push_back(std::move(handler));
-}
-
-std::shared_ptr<RepeatingTimer> GLibShellLoop::scheduleRepeating(double interval, Handler handler) {
-    struct Timer {
-        std::shared_ptr<RepeatingTimer> handle;
-        Handler handler;
-    };
-    auto handle = std::make_shared<RepeatingTimer>();
-    const guint ms = static_cast<guint>(std::lround(std::max(0.0, interval) * 1000.0));
-    g_timeout_add_full(
-        G_PRIORITY_DEFAULT, ms,
-        [](gpointer data) -> gboolean {
-            auto* t = static_cast<Timer*>(data);
-            if (t->handle->isCancelled()) return G_SOURCE_REMOVE;
-            t->handler();
-            return t->handle->isCancelled() ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
-        },
-        new Timer{handle, std::move(handler)},
-        [](gpointer data) { delete static_cast<Timer*>(data); });
-    return handle;
 }
 
 void GLibShellLoop::handleTerminationSignals() {

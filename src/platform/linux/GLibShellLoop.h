@@ -3,7 +3,6 @@
 #include <glib.h>
 
 #include <functional>
-#include <memory>
 #include <vector>
 
 #include "app/ShellLoop.h"
@@ -22,7 +21,6 @@ class GLibShellLoop final : public ShellLoop {
 
     void observeDisplayChanges(Handler handler) override;
     void observeTermination(Handler handler) override;
-    std::shared_ptr<RepeatingTimer> scheduleRepeating(double interval, Handler handler) override;
 
     // Installs the handlers of the three terminating signals on the loop.
     void handleTerminationSignals();

@@ -20,9 +20,10 @@ const char* buildAppId() {
     return buildconfig::appId;
 }
 
-void installLinuxAnalytics() {
+void installLinuxAnalytics(TimerScheduler& timers) {
     AnalyticsConfig config = buildAnalyticsConfig();
     Analytics::Dependencies deps;
+    deps.timers = &timers;
     deps.systemProps = std::make_shared<LinuxSystemProps>(buildAppId());
     // An unconfigured build never sends, so it need not start a network thread either.
     if (!config.appKey.starts_with("REPLACE")) deps.sender = std::make_shared<CurlHttpSender>();

@@ -10,7 +10,8 @@ AnalyticsConfig buildAnalyticsConfig();
 const char* buildAppId();
 
 // Makes Analytics::shared() the configured client: libcurl for sending, the Linux system
-// properties. Call once at startup, before anything tracks an event.
-void installLinuxAnalytics();
+// properties, the periodic flush on `timers`. Call once at startup, before anything tracks an
+// event; the timers must outlive the client's start().
+void installLinuxAnalytics(TimerScheduler& timers);
 
 }  // namespace mavo

@@ -10,7 +10,7 @@
 #include "app/Diag.h"
 
 #include "platform/linux/DbusMenuExporter.h"
-#include "platform/linux/GLibUiTimers.h"
+#include "platform/linux/GLibTimers.h"
 #include "platform/linux/StatusNotifierItem.h"
 #include "ui/PollingPointerSource.h"
 
@@ -30,7 +30,7 @@ bool holdsIcons(const fs::path& dir) {
 struct Tray {
     std::unique_ptr<MenuEngine> engine;
     std::unique_ptr<FunctionLoginControl> login;
-    GLibUiTimers timers;
+    GLibTimers timers;
     std::unique_ptr<PollingPointerSource> pointer;
     std::unique_ptr<StatusNotifierItem> item;
     std::unique_ptr<StatusItemController> controller;

@@ -27,6 +27,7 @@
 #include "platform/linux/DbusControl.h"
 #include "platform/linux/DesktopApps.h"
 #include "platform/linux/GLibShellLoop.h"
+#include "platform/linux/GLibTimers.h"
 #include "platform/linux/HelpPage.h"
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/LinuxAnalytics.h"
@@ -118,6 +119,7 @@ int runMavo() {
     if (const char* diag = std::getenv("MAVO_DIAG_LOG"); diag && *diag) Diag::setPath(diag);
 
     GLibShellLoop loop;
+    GLibTimers timers;
     loop.handleTerminationSignals();
     g_unix_fd_add(
         x11->fd(), G_IO_IN,
@@ -136,7 +138,7 @@ int runMavo() {
     XdgAutostart autostart(XdgAutostart::defaultEntryPath(), XdgAutostart::currentProgram());
     LoginItem loginItem(autostart, defaults);
     LoginItem::setShared(&loginItem);
-    installLinuxAnalytics();
+    installLinuxAnalytics(timers);
     SharedAnalytics analytics;
 
     X11WindowServer windowServer(*x11);
@@ -208,8 +210,8 @@ int runMavo() {
     auto bus = std::make_unique<DbusControl>(control, display);
 
     StrictErrorReporter errors(*x11);
-    std::shared_ptr<RepeatingTimer> errorTimer;
-    if (strict) errorTimer = loop.scheduleRepeating(0.2, [&errors] { errors.report(); });
+    std::unique_ptr<Timer> errorTimer;
+    if (strict) errorTimer = timers.scheduleRepeating(0.2, 0.2, [&errors] { errors.report(); });
 
     delegate->applicationDidFinishLaunching();
     bus->start();

@@ -5,8 +5,10 @@
 #include <chrono>
 #include <thread>
 
+#include "common/SerialQueue.h"
 #include "fakes/FakeClock.h"
 #include "fakes/FakeHttpSender.h"
+#include "fakes/FakeTimers.h"
 
 using namespace mavo;
 using namespace mavo::test;
@@ -18,14 +20,14 @@ struct Rig {
     FakeClock clock{1000.0, 1.8e9};
     std::shared_ptr<FakeHttpSender> sender = std::make_shared<FakeHttpSender>();
     std::shared_ptr<FakeSystemProps> props = std::make_shared<FakeSystemProps>();
-    FakeRepeatingScheduler timers;
+    FakeTimers timers;
     uint64_t nextRandom = 42;
     AnalyticsConfig config{"A-US-7351946082", "https://us.analytics.test", "http://127.0.0.1:9"};
 
     std::shared_ptr<Analytics> make(const std::string& key = "A-US-7351946082") {
         config.appKey = key;
-        return Analytics::create(
-            config, {sender, props, &clock, timers.function(), [this] { return nextRandom++; }});
+        return Analytics::create(config,
+                                 {sender, props, &clock, &timers, [this] { return nextRandom++; }});
     }
     // Every event of every batch posted so far, in posting order.
     json posted() const {
@@ -45,7 +47,7 @@ TEST(Analytics, PlaceholderKeyAndTheUnusedSharedInstanceSwitchEverythingOff) {
         a->start();
         a->trackEvent("session_ended", {{"windows_maximized", 1}});
         a->appWillTerminate();
-        EXPECT_TRUE(rig.timers.timers.empty() && rig.sender->posts().empty()) << key;
+        EXPECT_TRUE(rig.timers.pending() == 0 && rig.sender->posts().empty()) << key;
         EXPECT_EQ(rig.props->reads(), 0) << key;
     }
     EXPECT_TRUE(Rig().make("A-US-REPLACE")->isEnabled());  // only a prefix counts
@@ -60,11 +62,10 @@ TEST(Analytics, StartTracksAppStartedTimerAndTerminationFlushWhileTheClientLives
     Rig rig;
     auto a = rig.make();
     a->start();
-    ASSERT_EQ(rig.timers.timers.size(), 1u);
-    EXPECT_EQ(rig.timers.timers[0].interval, 60.0);
+    ASSERT_EQ(rig.timers.pending(), 1u);
+    rig.timers.advance(59.9);
     EXPECT_TRUE(rig.sender->posts().empty());
-    rig.timers.fireAll();
-    rig.timers.fireAll();  // an empty queue posts nothing
+    rig.timers.advance(60.2);  // a minute, and another in which an empty queue posts nothing
     ASSERT_EQ(rig.sender->posts().size(), 1u);
     EXPECT_EQ(rig.posted()[0]["eventName"], "app_started");
     a->trackEvent("session_ended");
@@ -72,10 +73,10 @@ TEST(Analytics, StartTracksAppStartedTimerAndTerminationFlushWhileTheClientLives
     EXPECT_EQ(rig.posted()[1]["eventName"], "session_ended");
     EXPECT_EQ(rig.sender->waits(), std::vector<double>{2.0});
     a->trackEvent("app_paused");
-    auto timer = rig.timers.timers[0];
+    auto late = rig.timers.blocks();
     a.reset();
-    EXPECT_TRUE(timer.handle->isCancelled());
-    timer.block();  // fires late: finds nothing to flush, and does not crash
+    EXPECT_EQ(rig.timers.pending(), 0u);
+    late[0]();  // fires late: finds nothing to flush, and does not crash
     EXPECT_EQ(rig.sender->posts().size(), 2u);
 }
 
@@ -162,10 +163,11 @@ TEST(AnalyticsDeathTest, SessionIdThatCannotFitStopsTheProcess) {
     EXPECT_DEATH(Analytics::newSessionId(-1.0, 0), "");
 }
 
-TEST(Analytics, DefaultTimerFlushesOnItsOwnAndStopsWithTheClient) {
+TEST(Analytics, QueueTimerFlushesOnItsOwnAndStopsWithTheClient) {
     Rig rig;
     rig.config.flushInterval = 0.02;
-    auto a = Analytics::create(rig.config, {rig.sender, nullptr, &rig.clock, nullptr, nullptr});
+    SerialQueue queue("test.analytics");
+    auto a = Analytics::create(rig.config, {rig.sender, nullptr, &rig.clock, &queue, nullptr});
     a->start();
     for (int i = 0; i < 1000 && rig.sender->posts().empty(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

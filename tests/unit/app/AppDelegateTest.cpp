@@ -52,7 +52,6 @@ class AppDelegateTest : public ::testing::Test,
     void observeTermination(Handler h) override {
         add("loop.observeTermination"), terminating.push_back(h);
     }
-    std::shared_ptr<RepeatingTimer> scheduleRepeating(double, Handler) override { return {}; }
     bool start(Handlers) override {
         add("input.start");
         if (onInputStart) onInputStart();

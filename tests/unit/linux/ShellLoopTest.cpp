@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/linux/GLibShellLoop.h"
+#include "platform/linux/GLibTimers.h"
 #include "platform/linux/SessionCheck.h"
 
 namespace mavo {
@@ -25,9 +26,10 @@ TEST(GLibShellLoop, TimersAndDisplayChangesRunUntilATerminatingSignalEndsTheLoop
         calls.push_back("end 2");
         loop.terminate(5);  // re-entry while terminating changes nothing
     });
-    std::shared_ptr<RepeatingTimer> once =
-        loop.scheduleRepeating(0.001, [&] { calls.push_back("once"), once->cancel(); });
-    std::shared_ptr<RepeatingTimer> timer = loop.scheduleRepeating(0.01, [&] {
+    GLibTimers timers;
+    std::unique_ptr<Timer> once =
+        timers.scheduleRepeating(0.001, 0.001, [&] { calls.push_back("once"), once->cancel(); });
+    std::unique_ptr<Timer> timer = timers.scheduleRepeating(0.01, 0.01, [&] {
         loop.displaysChanged();
         kill(getpid(), SIGHUP);
         timer->cancel();

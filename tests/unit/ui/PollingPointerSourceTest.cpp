@@ -7,7 +7,7 @@ using namespace mavo;
 using namespace mavo::test;
 
 TEST(PollingPointerSource, ReportsMovesOnlyWhileSomeoneListens) {
-    FakeUiTimers timers;
+    FakeTimers timers;
     std::optional<Point> where = Point{1, 1};
     int asked = 0, moves = 0;
     PollingPointerSource source(timers, [&] { return ++asked, where; });

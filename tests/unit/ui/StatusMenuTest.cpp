@@ -7,6 +7,7 @@
 #include "fakes/FakeMenuEngine.h"
 #include "fakes/FakePermissions.h"
 #include "fakes/FakeStatusItem.h"
+#include "fakes/FakeTimers.h"
 #include "fakes/FakeUserDefaults.h"
 #include "fakes/FakeWorkspace.h"
 #include "ui/StatusItemController.h"
@@ -57,7 +58,7 @@ struct Env {
     FakeLogin login;
     FakeEventTracker events;
     FakeUserDefaults defaults;
-    FakeUiTimers timers;
+    FakeTimers timers;
     FakePointer pointer;
     FakeDisplaySource displays{{primary1080()}};
     RememberedPlacements* placements = nullptr;
