@@ -7,7 +7,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFI
 set(icons share/icons/hicolor)
 set(expected bin/mavo share/applications/com.quastorn.mavo.desktop
     share/metainfo/com.quastorn.mavo.metainfo.xml share/man/man1/mavo.1
-    share/mavo/help/index.html share/bash-completion/completions/mavo
+    share/mavo/help/index.html share/bash-completion/completions/mavo lib/mavo/mavo-http.so
     ${icons}/scalable/apps/com.quastorn.mavo.svg
     ${icons}/symbolic/apps/com.quastorn.mavo-symbolic.svg
     ${icons}/symbolic/apps/com.quastorn.mavo-paused-symbolic.svg)

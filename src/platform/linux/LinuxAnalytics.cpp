@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "platform/linux/AnalyticsBuildConfig.h"
-#include "platform/linux/CurlHttpSender.h"
+#include "platform/linux/HttpModule.h"
 #include "platform/linux/LinuxSystemProps.h"
 
 namespace mavo {
@@ -26,7 +26,7 @@ void installLinuxAnalytics(TimerScheduler& timers) {
     deps.timers = &timers;
     deps.systemProps = std::make_shared<LinuxSystemProps>(buildAppId());
     // An unconfigured build never sends, so it need not start a network thread either.
-    if (!config.appKey.starts_with("REPLACE")) deps.sender = std::make_shared<CurlHttpSender>();
+    if (!config.appKey.starts_with("REPLACE")) deps.sender = loadHttpSender();
     Analytics::installShared(Analytics::create(std::move(config), std::move(deps)));
 }
 

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "analytics/Analytics.h"
-#include "platform/linux/CurlHttpSender.h"
+#include "platform/linux/HttpModule.h"
 #include "platform/linux/LinuxSystemProps.h"
 
 using namespace mavo;
@@ -72,8 +72,10 @@ std::shared_ptr<Analytics> make(AnalyticsConfig c, std::shared_ptr<HttpSender> s
                                  nullptr, nullptr, nullptr});
 }
 
+// Loaded as the program loads it, from the module.
 struct CurlAnalytics : ::testing::Test {
-    std::shared_ptr<CurlHttpSender> sender = std::make_shared<CurlHttpSender>();
+    std::shared_ptr<HttpSender> sender = loadHttpSender(MAVO_HTTP_MODULE);
+    void SetUp() override { ASSERT_TRUE(sender); }
 };
 
 }  // namespace
@@ -142,7 +144,7 @@ TEST(CurlAnalyticsExit, FinalBatchLeavesBeforeTheProcessExits) {
     EXPECT_EXIT(
         {
             {
-                auto a = make({usKey, base, ""}, std::make_shared<CurlHttpSender>());
+                auto a = make({usKey, base, ""}, loadHttpSender(MAVO_HTTP_MODULE));
                 a->start();
                 a->trackEvent("session_ended", {{"windows_maximized", 7}, {"cannot_fill", 2}});
                 a->appWillTerminate();

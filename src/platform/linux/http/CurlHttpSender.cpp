@@ -1,4 +1,4 @@
-#include "platform/linux/CurlHttpSender.h"
+#include "platform/linux/http/CurlHttpSender.h"
 
 #include <curl/curl.h>
 
