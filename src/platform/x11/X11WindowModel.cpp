@@ -331,6 +331,7 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         s.geometry.border = geo->border_width;
         s.geometry.decorations = extents(decorations->get());
         s.geometry.shadows = extents(shadows->get());
+        s.drawsShadows = *shadows && (*shadows)->type != XCB_ATOM_NONE;
         s.geometry.origin = origin;
         states[stale[n]] = std::move(s);
         parents[n] = tree->parent;

@@ -4,7 +4,8 @@
 // it in steady state costs no round trip. A window is read in one burst (every request sent, then
 // every reply read) the first time it is asked about and again after an event says something it
 // depends on changed: one of its properties, its or its frame's geometry, its parent, the client
-// list, the monitors. Safe to call from any thread.
+// list, the monitors. A change shows once the server's event about it has arrived, a moment after
+// the server made it. Safe to call from any thread.
 
 #include <xcb/xcb.h>
 
@@ -34,6 +35,8 @@ struct X11WindowState {
     int32_t pid = 0;
     std::string instance, cls;  // the two parts of WM_CLASS
     X11FrameGeometry geometry;
+    // It publishes _GTK_FRAME_EXTENTS, even as zeros (as it does while maximized).
+    bool drawsShadows = false;
 };
 
 class X11WindowModel {

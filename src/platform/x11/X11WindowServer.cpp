@@ -124,17 +124,12 @@ std::optional<WindowFacts> X11WindowServer::facts(const WindowHandle& handle) {
 
 bool X11WindowServer::leaveMaximizedState(xcb_window_t window, Deadline deadline) {
     xcb_ewmh_connection_t* ewmh = x11_.ewmh();
-    auto stateCookie = requestProperty(x11_, window, ewmh->_NET_WM_STATE, XCB_ATOM_ATOM);
-    auto shadowsCookie =
-        requestProperty(x11_, window, x11_.atoms().gtkFrameExtents, XCB_ATOM_CARDINAL, 4);
-    auto state = propertyReply(x11_, stateCookie);
-    auto shadows = propertyReply(x11_, shadowsCookie);
-    auto states = state ? cardinals(state->get()) : std::vector<uint32_t>{};
-    if (!contains(states, ewmh->_NET_WM_STATE_MAXIMIZED_VERT) &&
-        !contains(states, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ)) {
+    auto state = x11_.windows().window(window);
+    if (!state || (!contains(state->netState, ewmh->_NET_WM_STATE_MAXIMIZED_VERT) &&
+                   !contains(state->netState, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ))) {
         return false;
     }
-    bool drawsShadows = shadows && *shadows;
+    bool drawsShadows = state->drawsShadows;
     x11_.selectEvents(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY |
                                   (drawsShadows ? XCB_EVENT_MASK_PROPERTY_CHANGE : 0));
     X11Connection::WindowWatch configured(x11_, window);

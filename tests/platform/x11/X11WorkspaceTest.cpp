@@ -132,7 +132,9 @@ TEST_F(X11NoWindowManagerTest, NothingTrustedOrListedAndWritesNobodyAnswersTakeO
     AX ax(server);
     EXPECT_EQ(ax.string(win(w), Attr::role), std::nullopt);
     set(w, "WM_STATE", desktop->atom("WM_STATE"), {XCB_ICCCM_WM_STATE_NORMAL, 0});
-    EXPECT_EQ(ax.string(win(w), Attr::role), "AXWindow");
+    // Seen once the server's event about it has arrived.
+    EXPECT_TRUE(
+        TestDesktop::waitUntil([&] { return ax.string(win(w), Attr::role) == "AXWindow"; }));
 
     // Leaving the maximized state, then resizing: with nobody to act on either, the whole write
     // still ends at the one timeout, not at one per step (the margin is for a loaded machine).
