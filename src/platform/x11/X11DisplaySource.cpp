@@ -300,10 +300,15 @@ void X11DisplaySource::handleEvent(const xcb_generic_event_t& event) {
         } else if (watched_.count(e.window)) {
             dirty_ |= e.atom == ewmh->_NET_WM_STRUT_PARTIAL || e.atom == ewmh->_NET_WM_STRUT;
         }
-    } else if (type == XCB_MAP_NOTIFY || type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY) {
-        // The three share the layout of their first fields: the window told, the window itself.
+    } else if (type == XCB_MAP_NOTIFY) {
+        // A new top-level may be a panel; menus and tooltips (override-redirect) never are, and
+        // they come and go all the time.
         const auto& e = reinterpret_cast<const xcb_map_notify_event_t&>(event);
-        dirty_ |= e.event == x11_.root() || watched_.count(e.window) > 0;
+        dirty_ |= (e.event == x11_.root() && !e.override_redirect) || watched_.count(e.window) > 0;
+    } else if (type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY) {
+        // Only a window whose strut counted can give space back by going.
+        const auto& e = reinterpret_cast<const xcb_unmap_notify_event_t&>(event);
+        dirty_ |= watched_.count(e.window) > 0;
     }
 }
 

@@ -52,6 +52,23 @@ TEST_F(X11DisplaySourceTest, PrimaryFirstInBottomLeftCoordinatesAndStrutsAndUnpl
     desktop->stop(dock.pid);
     EXPECT_EQ(afterChange()[1].visibleFrame, screens[1].frame);
 
+    // Menus and tooltips come and go all the time; they cost the source no request.
+    xcb_connection_t* c = desktop->connection();
+    auto before = xcb_no_operation(x11->xcb()).sequence;
+    for (int i = 0; i < 3; ++i) {
+        xcb_window_t menu = xcb_generate_id(c);
+        uint32_t overrideRedirect = 1;
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, menu, desktop->root(), 10, 10, 100, 100, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_OVERRIDE_REDIRECT, &overrideRedirect);
+        xcb_map_window(c, menu);
+        xcb_unmap_window(c, menu);
+        xcb_destroy_window(c, menu);
+    }
+    xcb_flush(c);
+    pumpFor(0.3);
+    EXPECT_EQ(xcb_no_operation(x11->xcb()).sequence - before - 1, 0u);
+
     // Window positions start at the primary's top-left corner, also when written.
     auto onB = client({"--geometry", "400x300+2020+100"});
     WindowHandle w = win(onB.window);
