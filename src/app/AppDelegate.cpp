@@ -18,31 +18,24 @@ std::string pointDecimal(double value) {
 }
 
 namespace {
-// Appends rather than prefixes: `"literal" + std::string` makes GCC 12 at -O3 warn spuriously.
-std::string rectText(const Rect& r) {
-    std::string text = "(";
-    text += pointDecimal(r.x);
-    text += ", ";
-    text += pointDecimal(r.y);
-    text += ", ";
-    text += pointDecimal(r.width);
-    text += ", ";
-    text += pointDecimal(r.height);
-    text += ')';
+// Appends rather than adds: `"literal" + std::string` makes GCC 12 at -O3 warn spuriously.
+template <typename... Parts>
+std::string concat(const Parts&... parts) {
+    std::string text;
+    (text.append(parts), ...);
     return text;
+}
+
+std::string rectText(const Rect& r) {
+    return concat("(", pointDecimal(r.x), ", ", pointDecimal(r.y), ", ", pointDecimal(r.width),
+                  ", ", pointDecimal(r.height), ")");
 }
 }  // namespace
 
 std::string screenLine(int index, const ScreenInfo& screen) {
-    std::string line = "screen[";
-    line += std::to_string(index);
-    line += "] frame=";
-    line += rectText(screen.frame);
-    line += " visible=";
-    line += rectText(screen.visibleFrame);
-    line += " scale=";
-    line += pointDecimal(screen.backingScale);
-    return line;
+    return concat("screen[", std::to_string(index), "] frame=", rectText(screen.frame),
+                  " visible=", rectText(screen.visibleFrame),
+                  " scale=", pointDecimal(screen.backingScale));
 }
 
 std::shared_ptr<AppDelegate> AppDelegate::create(EngineEnvironment engineEnv,
