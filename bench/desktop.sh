@@ -8,6 +8,7 @@
 #   bash bench/desktop.sh [BUILD_DIR]     (default build/release; SAMPLES=N, IDLE_SECONDS=N)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/lib/desktop.sh
 build=$(realpath "${1:-build/release}")
 samples=${SAMPLES:-40}
 idle=${IDLE_SECONDS:-20}
@@ -33,21 +34,12 @@ cleanup() {
 }
 trap cleanup EXIT
 
-Xvfb -displayfd 3 -screen 0 1920x1080x24 -noreset -nolisten tcp 3>"$scratch/display" \
-    2>"$scratch/Xvfb.log" &
-xvfb_pid=$!
-pids+=("$xvfb_pid")
-for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
-export DISPLAY=":$(head -n1 "$scratch/display")"
+start_xvfb "$scratch"
+xvfb_pid=${pids[-1]}
 export HOME=$scratch XDG_CONFIG_HOME=$scratch/config XDG_DATA_HOME=$scratch/data
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME"
 unset DBUS_SESSION_BUS_ADDRESS
-openbox --sm-disable >"$scratch/openbox.log" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q "window id" && break
-    sleep 0.1
-done
+start_openbox "$scratch"
 "$client" --kind dock --geometry 1920x28+0+0 --title panel >/dev/null &
 pids+=($!)
 sleep 0.5

@@ -12,6 +12,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
+. scripts/lib/desktop.sh
 
 bash scripts/install-deps.sh
 
@@ -56,12 +57,7 @@ cleanup() {
 trap cleanup INT TERM EXIT
 
 echo "== starting Xvfb 1920×1080 with Openbox (files in $scratch)"
-Xvfb -displayfd 3 -screen 0 1920x1080x24 -noreset -nolisten tcp +extension RANDR \
-    3>"$scratch/display" 2>"$scratch/Xvfb.log" &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
-[ -s "$scratch/display" ] || { echo "Xvfb did not start; see $scratch/Xvfb.log"; exit 1; }
-export DISPLAY=":$(head -n1 "$scratch/display")"
+start_xvfb "$scratch"
 export XDG_CONFIG_HOME=$scratch/config XDG_DATA_HOME=$scratch/data XDG_CACHE_HOME=$scratch/cache
 mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME"
 
@@ -72,12 +68,7 @@ if [ -n "$bus" ]; then
     bus_pid=$(echo "$bus" | sed -n 2p)
 fi
 
-openbox --sm-disable >"$scratch/openbox.log" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q "window id" && break
-    sleep 0.1
-done
+start_openbox "$scratch"
 echo "== desktop $DISPLAY is up"
 
 # A real panel along the top with a StatusNotifier tray, where Mavo's icon appears.
