@@ -2,11 +2,14 @@
 
 #include <glib.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <sstream>
+#include <unordered_map>
 
 namespace mavo::DesktopApps {
 
@@ -29,20 +32,30 @@ std::optional<std::string> stringKey(GKeyFile* file, const char* key, bool local
     return result;
 }
 
-bool sameIgnoringCase(const std::string& a, const std::string& b) {
-    return !a.empty() && g_ascii_strcasecmp(a.c_str(), b.c_str()) == 0;
+std::string lower(const std::string& text) {
+    std::string result = text;
+    for (char& c : result) c = g_ascii_tolower(c);
+    return result;
 }
 
+fs::file_time_type modified(const fs::path& folder) {
+    std::error_code error;
+    return fs::last_write_time(folder, error);  // a missing folder reads as the minimum
+}
+
+using Stamps = std::vector<std::pair<fs::path, fs::file_time_type>>;
+
 // Every desktop file under one applications folder with its id: the path below the folder with
-// "/" turned into "-".
-std::vector<std::pair<std::string, fs::path>> desktopFiles(const std::string& dir) {
+// "/" turned into "-". Each subfolder read is stamped with its modification time.
+std::vector<std::pair<std::string, fs::path>> desktopFiles(const std::string& dir, Stamps& stamps) {
     std::vector<std::pair<std::string, fs::path>> files;
     std::error_code error;
     fs::recursive_directory_iterator it(dir, fs::directory_options::skip_permission_denied, error);
     for (; !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
         const fs::path& path = it->path();
-        if (path.extension() != ".desktop") continue;
         std::error_code ignored;
+        if (it->is_directory(ignored)) stamps.emplace_back(path, modified(path));
+        if (path.extension() != ".desktop") continue;
         if (!it->is_regular_file(ignored)) continue;
         std::string id = path.lexically_relative(dir).generic_string();
         for (char& c : id) {
@@ -52,6 +65,82 @@ std::vector<std::pair<std::string, fs::path>> desktopFiles(const std::string& di
     }
     return files;
 }
+
+// The parsed applications of a list of folders, kept until one of the folders changes: a file
+// added, removed or renamed changes the modification time of the folder that holds it.
+class Index {
+  public:
+    bool current(const std::vector<std::string>& dirs) const {
+        if (untrusted_ || dirs != dirs_) return false;
+        for (const auto& [folder, time] : stamps_) {
+            if (modified(folder) != time) return false;
+        }
+        return true;
+    }
+
+    void build(const std::vector<std::string>& dirs) {
+        *this = Index();
+        dirs_ = dirs;
+        const auto started = fs::file_time_type::clock::now();
+        // The first folder that has a file id decides it, as XDG wants, even when that file hides
+        // the application.
+        std::set<std::string> seen;
+        for (const std::string& dir : dirs) {
+            stamps_.emplace_back(dir, modified(dir));
+            for (const auto& [id, path] : desktopFiles(dir, stamps_)) {
+                if (seen.insert(id).second) add(id, path);
+            }
+        }
+        // A folder changed within a tick of the file system's clock may change again without its
+        // time moving, so an index that recent is read again on the next lookup.
+        for (const auto& [folder, time] : stamps_) {
+            if (time > started - std::chrono::seconds(2)) untrusted_ = true;
+        }
+    }
+
+    // The best match wins: StartupWMClass, then the file's name, then the last part of a
+    // reverse-DNS name; among equals, the earliest in folder order.
+    std::optional<App> match(const std::string& wmClass) const {
+        const std::string key = lower(wmClass);
+        for (const auto* keys : {&byStartupClass_, &byName_, &byLastPart_}) {
+            if (auto it = keys->find(key); it != keys->end()) return apps_[it->second];
+        }
+        return std::nullopt;
+    }
+
+  private:
+    void add(const std::string& id, const fs::path& path) {
+        std::unique_ptr<GKeyFile, KeyFileDeleter> file(g_key_file_new());
+        if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr)) return;
+        if (stringKey(file.get(), G_KEY_FILE_DESKTOP_KEY_TYPE, false) !=
+                std::optional<std::string>(G_KEY_FILE_DESKTOP_TYPE_APPLICATION) ||
+            g_key_file_get_boolean(file.get(), entryGroup, G_KEY_FILE_DESKTOP_KEY_HIDDEN,
+                                   nullptr)) {
+            return;
+        }
+        auto name = stringKey(file.get(), G_KEY_FILE_DESKTOP_KEY_NAME, true);
+        if (!name) return;
+        const std::size_t at = apps_.size();
+        apps_.push_back(App{id, *name, path.string()});
+        auto key = [at](std::unordered_map<std::string, std::size_t>& keys, const std::string& k) {
+            if (!k.empty()) keys.try_emplace(lower(k), at);
+        };
+        if (auto startupClass =
+                stringKey(file.get(), G_KEY_FILE_DESKTOP_KEY_STARTUP_WM_CLASS, false))
+            key(byStartupClass_, *startupClass);
+        const std::string base = id.substr(0, id.size() - std::string(".desktop").size());
+        key(byName_, base);
+        if (auto dot = base.rfind('.'); dot != std::string::npos)
+            key(byLastPart_, base.substr(dot + 1));
+    }
+
+    std::vector<std::string> dirs_;
+    Stamps stamps_;  // every folder read, with its modification time before it was read
+    bool untrusted_ = false;
+    std::vector<App> apps_;
+    // Lowercased key to the first application that has it.
+    std::unordered_map<std::string, std::size_t> byStartupClass_, byName_, byLastPart_;
+};
 
 }  // namespace
 
@@ -80,40 +169,12 @@ std::optional<App> find(const std::string& wmClass) {
 
 std::optional<App> find(const std::string& wmClass, const std::vector<std::string>& dirs) {
     if (wmClass.empty()) return std::nullopt;
-    // The best match wins: StartupWMClass, then the file's name, then the last part of a
-    // reverse-DNS name. The first folder that has a file id decides it, as XDG wants, even when
-    // that file hides the application.
-    std::optional<App> byName, byLastPart;
-    std::set<std::string> seen;
-    for (const std::string& dir : dirs) {
-        for (const auto& [id, path] : desktopFiles(dir)) {
-            if (!seen.insert(id).second) continue;
-            std::unique_ptr<GKeyFile, KeyFileDeleter> file(g_key_file_new());
-            if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr)) {
-                continue;
-            }
-            if (stringKey(file.get(), G_KEY_FILE_DESKTOP_KEY_TYPE, false) !=
-                    std::optional<std::string>(G_KEY_FILE_DESKTOP_TYPE_APPLICATION) ||
-                g_key_file_get_boolean(file.get(), entryGroup, G_KEY_FILE_DESKTOP_KEY_HIDDEN,
-                                       nullptr)) {
-                continue;
-            }
-            auto name = stringKey(file.get(), G_KEY_FILE_DESKTOP_KEY_NAME, true);
-            if (!name) continue;
-            App app{id, *name, path.string()};
-            std::string base = id.substr(0, id.size() - std::string(".desktop").size());
-            auto startupClass =
-                stringKey(file.get(), G_KEY_FILE_DESKTOP_KEY_STARTUP_WM_CLASS, false);
-            if (startupClass && sameIgnoringCase(*startupClass, wmClass)) return app;
-            if (!byName && sameIgnoringCase(base, wmClass)) byName = app;
-            auto dot = base.rfind('.');
-            if (!byLastPart && dot != std::string::npos &&
-                sameIgnoringCase(base.substr(dot + 1), wmClass)) {
-                byLastPart = app;
-            }
-        }
-    }
-    return byName ? byName : byLastPart;
+    // The engine and the menus both look applications up, possibly from different threads.
+    static std::mutex mutex;
+    static Index index;
+    std::lock_guard lock(mutex);
+    if (!index.current(dirs)) index.build(dirs);
+    return index.match(wmClass);
 }
 
 std::optional<std::string> name(const std::string& wmClass) {

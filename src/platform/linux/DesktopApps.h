@@ -25,6 +25,7 @@ struct App {
 std::vector<std::string> applicationDirs();
 
 // The installed application for a WM_CLASS class, searched in `dirs` (default: the above).
+// The folders are read once and read again only when one of them, or their list, changed.
 std::optional<App> find(const std::string& wmClass);
 std::optional<App> find(const std::string& wmClass, const std::vector<std::string>& dirs);
 

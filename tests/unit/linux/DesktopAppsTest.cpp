@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -47,6 +48,25 @@ TEST(DesktopApps, MatchesStartupClassThenFileNameAndEarlierFoldersShadowLaterOne
     EXPECT_EQ(name("kde-konsole"), "Konsole");  // subfolders prefix the id
     for (const char* absent : {"Unknown", "", "link", "broken"})
         EXPECT_EQ(name(absent), "-") << absent;
+
+    // Folders are read again only when their modification time moves; backdating them makes a
+    // stale index detectable.
+    auto settle = [&] {
+        for (const auto& entry : fs::recursive_directory_iterator(root))
+            if (entry.is_directory())
+                fs::last_write_time(entry,
+                                    fs::file_time_type::clock::now() - std::chrono::hours(1));
+    };
+    settle();
+    EXPECT_EQ(name("later"), "-");
+    write(system / "xterm.desktop", "Name=Edited in place\n");
+    EXPECT_EQ(name("xterm"), "XTerm");
+    write(system / "later.desktop", "Name=Later\n");
+    EXPECT_EQ(name("later"), "Later");
+    settle();
+    EXPECT_EQ(name("later"), "Later");
+    fs::remove(system / "later.desktop");
+    EXPECT_EQ(name("later"), "-");
     fs::remove_all(root);
 }
 
