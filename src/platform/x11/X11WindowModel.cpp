@@ -61,6 +61,9 @@ struct X11WindowModel::Shared {
 
     std::mutex lock;  // guards everything below
     std::function<void()> handler;
+    uint64_t epoch = 1;  // counts every change of anything kept
+    uint64_t applicationsAt = 0;
+    std::optional<std::vector<X11Application>> applications;
     uint64_t listChanges = 1, listReadAt = 0;
     std::optional<std::vector<xcb_window_t>> list;
     std::map<xcb_window_t, Entry> windows;
@@ -68,7 +71,9 @@ struct X11WindowModel::Shared {
 
     void changed(xcb_window_t window) {
         auto found = windows.find(window);
-        if (found != windows.end()) ++found->second.changes;
+        if (found == windows.end()) return;
+        ++found->second.changes;
+        ++epoch;
     }
 
     void handle(const xcb_generic_event_t& e) {
@@ -81,9 +86,12 @@ struct X11WindowModel::Shared {
                     const auto& p = reinterpret_cast<const xcb_property_notify_event_t&>(e);
                     if (p.window == root && p.atom == clientListAtom) {
                         ++listChanges;
+                        ++epoch;
                         notify = handler;
                     } else if (watchedAtoms.count(p.atom)) {
                         changed(p.window);
+                        // Some window managers list a client before they have set it up.
+                        if (p.atom == wmStateAtom) notify = handler;
                     }
                     break;
                 }
@@ -104,6 +112,7 @@ struct X11WindowModel::Shared {
                     if (found != windows.end()) {
                         clientOfToplevel.erase(found->second.toplevel);
                         windows.erase(found);
+                        ++epoch;
                     }
                     break;
                 }
@@ -113,6 +122,7 @@ struct X11WindowModel::Shared {
                         (type == randrFirstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                          type == randrFirstEvent + XCB_RANDR_NOTIFY)) {
                         for (auto& [window, entry] : windows) ++entry.changes;
+                        ++epoch;
                     }
             }
         }
@@ -172,7 +182,23 @@ std::optional<X11WindowState> X11WindowModel::window(xcb_window_t window) {
     return read({window}).front();
 }
 
+bool X11WindowModel::isListed(xcb_window_t window) {
+    if (!listed()) return false;
+    std::lock_guard<std::mutex> guard(shared_->lock);
+    return shared_->list &&
+           std::find(shared_->list->begin(), shared_->list->end(), window) != shared_->list->end();
+}
+
 std::optional<std::vector<X11Application>> X11WindowModel::applications() {
+    uint64_t epoch;
+    {
+        // Every application's windows are asked for on each tick: one grouping serves them all
+        // until something changes.
+        std::lock_guard<std::mutex> guard(shared_->lock);
+        if (shared_->applications && shared_->applicationsAt == shared_->epoch)
+            return shared_->applications;
+        epoch = shared_->epoch;
+    }
     auto windows = listed();
     if (!windows) return std::nullopt;
     auto states = read(*windows);
@@ -187,7 +213,11 @@ std::optional<std::vector<X11Application>> X11WindowModel::applications() {
                                !contains(s->types, ewmh->_NET_WM_WINDOW_TYPE_DESKTOP) &&
                                !contains(s->netState, ewmh->_NET_WM_STATE_SKIP_TASKBAR)});
     }
-    return groupApplications(clients);
+    auto apps = groupApplications(clients);
+    std::lock_guard<std::mutex> guard(shared_->lock);
+    shared_->applications = apps;
+    shared_->applicationsAt = epoch;
+    return apps;
 }
 
 std::vector<std::optional<X11WindowState>> X11WindowModel::read(

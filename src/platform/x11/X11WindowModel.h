@@ -48,6 +48,8 @@ class X11WindowModel {
     std::optional<std::vector<xcb_window_t>> listed();
     // Nothing when the window is gone.
     std::optional<X11WindowState> window(xcb_window_t window);
+    // In _NET_CLIENT_LIST.
+    bool isListed(xcb_window_t window);
     // The listed clients grouped into applications; nothing without a window manager's list.
     std::optional<std::vector<X11Application>> applications();
     // Called on the event thread when the client list changes or a window's WM_STATE does (the

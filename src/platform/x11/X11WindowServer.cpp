@@ -101,10 +101,9 @@ std::optional<WindowFacts> X11WindowServer::facts(const WindowHandle& handle) {
     WindowFacts f;
     // Window managers list a client as they begin to manage it; WM_STATE follows once it is set
     // up (mapped, or iconified) and acts on requests about it. Only then is it a window at all.
-    auto listed = x11_.windows().listed();
-    bool managed = listed && contains(*listed, window) &&
-                   (state->wmState == XCB_ICCCM_WM_STATE_NORMAL ||
-                    state->wmState == XCB_ICCCM_WM_STATE_ICONIC);
+    bool managed =
+        x11_.windows().isListed(window) && (state->wmState == XCB_ICCCM_WM_STATE_NORMAL ||
+                                            state->wmState == XCB_ICCCM_WM_STATE_ICONIC);
     if (managed) f.role = std::string(Attr::windowRole);
     f.subrole = subrole(*state);
     f.title = state->title.value_or("");

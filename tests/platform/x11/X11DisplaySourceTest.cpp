@@ -54,6 +54,7 @@ TEST_F(X11DisplaySourceTest, PrimaryFirstInBottomLeftCoordinatesAndStrutsAndUnpl
 
     // Menus and tooltips come and go all the time; they cost the source no request.
     xcb_connection_t* c = desktop->connection();
+    pumpFor(0.3);  // the panel's last echoes
     auto before = xcb_no_operation(x11->xcb()).sequence;
     for (int i = 0; i < 3; ++i) {
         xcb_window_t menu = xcb_generate_id(c);
