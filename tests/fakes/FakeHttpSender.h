@@ -9,11 +9,10 @@
 #include "analytics/Analytics.h"
 #include "analytics/HttpSender.h"
 #include "analytics/SystemPropsSource.h"
-#include "common/SerialQueue.h"
 
 namespace mavo::test {
 
-// Records every post instead of sending it; safe to use from several threads.
+// Records every post instead of sending it; safe from several threads.
 class FakeHttpSender final : public HttpSender {
   public:
     struct Post {
@@ -54,13 +53,12 @@ class FakeHttpSender final : public HttpSender {
     std::vector<double> waits_;
 };
 
-// System properties the test sets; counts how often they are read.
+// System properties the test sets, counting reads.
 class FakeSystemProps final : public SystemPropsSource {
   public:
     SystemProps read() const override {
         std::lock_guard<std::mutex> lock(mutex_);
-        ++reads_;
-        return props_;
+        return ++reads_, props_;
     }
     void set(SystemProps props) {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -84,6 +82,7 @@ struct FakeRepeatingScheduler {
         std::function<void()> block;
         std::shared_ptr<RepeatingTimer> handle;
     };
+    std::vector<Timer> timers;
 
     Analytics::ScheduleRepeating function() {
         return [this](double interval, std::function<void()> block) {
@@ -95,8 +94,6 @@ struct FakeRepeatingScheduler {
         for (auto& t : timers)
             if (!t.handle->isCancelled()) t.block();
     }
-
-    std::vector<Timer> timers;
 };
 
 }  // namespace mavo::test

@@ -1,10 +1,6 @@
 #pragma once
 
-// Fakes for the status item's platform side.
-//   FakeStatusItem item;       item.visible, item.icons (every setIcon), item.toolTip
-//   FakeUiTimers timers;       timers.advance(1.5) fires what falls due, in deadline order
-//   FakePointer pointer;       pointer.moveTo({x, y}) sets the location and calls the monitors
-//   FakeLogin login;           login.enabled, login.toggles
+// Fakes for the status item's platform side: the item, timers, the pointer and the login switch.
 
 #include <algorithm>
 #include <functional>

@@ -15,7 +15,7 @@ const std::string kNotes = "com.example.notes";
 const Rect kEightyFive{144, 25, 1632, 1055};
 
 WindowHandle maximized(EngineHarness& h) {
-    auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
+    auto w = h.open(kEditor);
     h.tick();
     h.step(2.5);
     return w;
@@ -23,7 +23,7 @@ WindowHandle maximized(EngineHarness& h) {
 
 WindowHandle utility(EngineHarness& h) {
     h.engine->toggleTopCenter(kNotes);
-    auto w = h.addWindow(h.addApp(kNotes), "Notes", {100, 100, 800, 600});
+    auto w = h.open(kNotes);
     h.tick();
     h.step(2.5);
     return w;
@@ -90,7 +90,7 @@ TEST(HandTimingScenario, GestureIsTheUsersWhateverThePhaseOfTheTickItEndedIn) {
             h.advance(phase);
             h.handMove(w, row.draggedTo);
             h.step(0.75 - phase);
-            for (int k = 0; k < 3; ++k) h.step();
+            h.step(0.75, 3);
             auto frame = h.frame(w);
             ASSERT_TRUE(frame);
             EXPECT_NEAR(frame->x, row.kept.x, 1e-9);
@@ -100,8 +100,7 @@ TEST(HandTimingScenario, GestureIsTheUsersWhateverThePhaseOfTheTickItEndedIn) {
             // Long after the gesture, a move the user did not make is still undone.
             h.step(2.5);
             h.server.setFrame(w, {frame->x + 10, frame->y + 10, frame->width, frame->height});
-            h.step();
-            h.step();
+            h.step(0.75, 2);
             EXPECT_EQ(h.frame(w)->origin() == frame->origin(), row.correctsDrift);
         }
     }
