@@ -13,7 +13,6 @@
 #include <memory>
 #include <optional>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -50,6 +49,8 @@ inline void PrintTo(Disposition d, std::ostream* os) {
 
 namespace mavo::test {
 
+using Lines = std::vector<std::string>;
+inline const std::string kEditor = "com.example.editor";
 // The visible frame of primary1080(), top-left origin: below the 25-point menu bar.
 inline constexpr Rect kPrimaryVisibleAX{0, 25, 1920, 1055};
 
@@ -144,6 +145,8 @@ class EngineHarness {
     }
 
     void tick(bool force = false) { engine->tickAndWait(force); }
+    // A window's first tick, then one that sees it settled.
+    void tickAndStep(double seconds = 0.75) { tick(), step(seconds); }
     void advance(double seconds) { clock.advance(seconds); }
     // One timer period (or `seconds`) later, the next tick; `times` over.
     void step(double seconds = 0.75, int times = 1) {
@@ -174,28 +177,19 @@ class EngineHarness {
     std::optional<Rect> frame(const WindowHandle& w) const { return server.frameOf(w); }
     std::optional<ManagedState> state(const WindowHandle& w) { return engine->windowState(w); }
 
-    std::string readLog() const {
+    // The diagnostic log's lines from line `from` on.
+    Lines logLines(size_t from = 0) const {
         Diag::drain();
         std::ifstream in(dir / "mavo-diag.log");
-        std::stringstream ss;
-        ss << in.rdbuf();
-        return ss.str();
-    }
-    std::vector<std::string> logLines() const {
-        std::vector<std::string> lines;
-        std::stringstream ss(readLog());
-        for (std::string line; std::getline(ss, line);) lines.push_back(line);
+        Lines lines;
+        for (std::string line; std::getline(in, line);) lines.push_back(line);
+        lines.erase(lines.begin(), lines.begin() + std::min(from, lines.size()));
         return lines;
     }
     size_t logMark() const { return logLines().size(); }
-    std::vector<std::string> linesSince(size_t mark) const {
-        auto lines = logLines();
-        return {lines.begin() + static_cast<std::ptrdiff_t>(std::min(mark, lines.size())),
-                lines.end()};
-    }
-    std::vector<std::string> linesStartingWith(const std::string& prefix, size_t mark = 0) const {
-        std::vector<std::string> out;
-        for (const auto& line : linesSince(mark))
+    Lines linesStartingWith(const std::string& prefix, size_t from = 0) const {
+        Lines out;
+        for (const auto& line : logLines(from))
             if (line.rfind(prefix, 0) == 0) out.push_back(line);
         return out;
     }

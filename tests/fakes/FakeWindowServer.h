@@ -51,12 +51,9 @@ struct ResizeBehaviour {
             return ResizeOutcome{true, makeRect(cur.origin(), {req.width + dw, req.height + dh})};
         });
     }
-    // Keeps its size, the write call failing or claiming success.
-    static ResizeBehaviour refuse(bool reportsFailure = true) {
-        return custom([=](const Rect& cur, Size) { return ResizeOutcome{!reportsFailure, cur}; });
-    }
+    // Keeps its size; the write call fails.
     static ResizeBehaviour fixedSize() {
-        auto b = refuse();
+        auto b = custom([](const Rect& cur, Size) { return ResizeOutcome{false, cur}; });
         b.sizeSettable = false;
         return b;
     }

@@ -8,8 +8,6 @@
 namespace mavo::test {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 TEST(ApplyScenario, OvershootIsCorrectedWithSmallerRequestsForAtMostFourRounds) {
     // A 1440×900 laptop panel with a 25-point menu bar: visible frame (0,25 1440×875).
     EngineHarness h({makeScreen({0, 0, 1440, 900}, "LAPTOP", 25, 0, true, 300)});
@@ -43,34 +41,26 @@ TEST(ApplyScenario, OvershootIsCorrectedWithSmallerRequestsForAtMostFourRounds) 
 
 // An application that will not grow its window and puts it back where it wants it after every
 // move: three failed applies in a row give it up.
-struct StubbornWindow {
+TEST(ApplyScenario, WindowThatRefusesThreeTimesIsGivenUpUntilTheHandResizesItByMoreThanForty) {
     EngineHarness h;
-    WindowHandle w;
-    StubbornWindow() {
-        h.launch();
-        int32_t pid = h.addApp("com.example.stubborn");
-        w = h.addWindow(pid, "Stubborn", {300, 200, 800, 600});
-        auto behaviour = ResizeBehaviour::refuse(false);
-        behaviour.fightBackAfterReads = 1;
-        h.server.setResizeBehaviour(w, behaviour);
-        // The window server sees the window where accessibility says it is.
-        h.windowList.setEntries({{pid, 0, Rect{0, 25, 800, 600}}});
-        h.tick();  // first apply: stays 800×600
-        EXPECT_EQ(h.state(w)->resistCount, 1);
-        h.step(0.75, 2);  // it moved itself back: a change, wait; then the second apply
-        EXPECT_EQ(h.state(w)->resistCount, 2);
-        EXPECT_EQ(h.engine->cannotFillCount(), 0);
-        h.step(0.75, 2);  // third apply: given up
-    }
-};
-
-TEST(ApplyScenario, WindowThatRefusesThreeTimesIsGivenUpWithAProbeLine) {
-    StubbornWindow s;
-    EngineHarness& h = s.h;
-    auto st = h.state(s.w);
-    EXPECT_EQ(st->disposition, Disposition::cannotFill);
-    EXPECT_EQ(st->recordedSize, (Size{800, 600}));
-    EXPECT_EQ(h.engine->cannotFillCount(), 1);
+    h.launch();
+    int32_t pid = h.addApp("com.example.stubborn");
+    auto w = h.addWindow(pid, "Stubborn", {300, 200, 800, 600});
+    auto behaviour = ResizeBehaviour::custom([](const Rect& cur, Size) {
+        return ResizeOutcome{true, cur};  // claims success
+    });
+    behaviour.fightBackAfterReads = 1;
+    h.server.setResizeBehaviour(w, behaviour);
+    // The window server sees the window where accessibility says it is.
+    h.windowList.setEntries({{pid, 0, Rect{0, 25, 800, 600}}});
+    h.tick();  // first apply: stays 800×600
+    EXPECT_EQ(h.state(w)->resistCount, 1);
+    h.step(0.75, 2);  // it moved itself back: a change, wait; then the second apply
+    EXPECT_EQ(h.state(w)->resistCount, 2);
+    EXPECT_EQ(h.engine->cannotFillCount(), 0);
+    h.step(0.75, 2);  // third apply: given up
+    EXPECT_EQ(h.state(w)->disposition, Disposition::cannotFill);
+    EXPECT_EQ(h.state(w)->recordedSize, (Size{800, 600}));
     EXPECT_EQ(h.linesStartingWith("apply ").size(), 3u);
     EXPECT_EQ(h.linesStartingWith("PROBE"),
               Lines{"PROBE cannot-fill[resist] \"Stubborn\" SPACE-OK ax=(0,25 800x600) cg=(0,25 "
@@ -78,31 +68,26 @@ TEST(ApplyScenario, WindowThatRefusesThreeTimesIsGivenUpWithAProbeLine) {
                     "resize)"});
     EXPECT_EQ(h.writesOver(6), 0u);  // left alone from now on
     EXPECT_EQ(h.engine->cannotFillCount(), 1);
-}
 
-TEST(ApplyScenario, HandResizeOfMoreThanFortyPointsBringsACannotFillWindowBack) {
-    StubbornWindow s;
-    EngineHarness& h = s.h;
-    h.step();
-    Rect where = *h.frame(s.w);
+    Rect where = *h.frame(w);
 
     // The application itself growing the window is not the user's hand.
-    h.server.setFrame(s.w, {where.x, where.y, 900, 600});
+    h.server.setFrame(w, {where.x, where.y, 900, 600});
     h.step(0.75, 2);
-    EXPECT_EQ(h.state(s.w)->disposition, Disposition::cannotFill);
-    h.server.setFrame(s.w, where);
+    EXPECT_EQ(h.state(w)->disposition, Disposition::cannotFill);
+    h.server.setFrame(w, where);
     h.step(1.5);
 
     // Exactly 40 points by hand: still given up.
-    h.handMove(s.w, {where.x, where.y, 840, 600});
+    h.handMove(w, {where.x, where.y, 840, 600});
     h.step(0.1);
-    EXPECT_EQ(h.state(s.w)->disposition, Disposition::cannotFill);
+    EXPECT_EQ(h.state(w)->disposition, Disposition::cannotFill);
     h.step(1.5);
 
     // 41 points: managed again, counted again from zero.
-    h.handMove(s.w, {where.x, where.y, 800, 641});
+    h.handMove(w, {where.x, where.y, 800, 641});
     h.step(0.1);
-    auto st = h.state(s.w);
+    auto st = h.state(w);
     EXPECT_EQ(st->disposition, Disposition::managed);
     EXPECT_EQ(st->resistCount, 0);
     EXPECT_FALSE(st->recordedSize);

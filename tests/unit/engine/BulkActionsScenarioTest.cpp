@@ -10,8 +10,6 @@
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
-
 TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
     EngineHarness h({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")});
     h.launch();
@@ -36,10 +34,9 @@ TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
     auto s = h.state(doc);
     EXPECT_FALSE(s->rememberedTarget);
     EXPECT_EQ(s->reassertStamps.size(), 1u);  // a fresh state
-    EXPECT_EQ(h.linesSince(mark),
-              std::vector<std::string>{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
-                                       "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
-                                       "iters=0 mem=false"});
+    EXPECT_EQ(h.logLines(mark), Lines{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
+                                      "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
+                                      "iters=0 mem=false"});
     // What applications accept is not forgotten.
     EXPECT_TRUE(h.engine->bestFitFor("org.example.term", kPrimaryVisibleAX));
 
@@ -55,8 +52,7 @@ TEST(BulkActionsScenario, BulkActionWhilePausedRunsOneFullPass) {
     h.launch();
     h.engine->setPaused(true);
     auto w = h.open(kEditor);
-    h.tick();
-    h.step();
+    h.tickAndStep();
     EXPECT_EQ(h.server.writeCount(), 0u);
     EXPECT_EQ(h.engine->trackedWindowCount(), 0u);
 

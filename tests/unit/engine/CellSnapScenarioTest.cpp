@@ -10,7 +10,6 @@
 namespace mavo::test {
 namespace {
 
-using Lines = std::vector<std::string>;
 const std::string kTerm = "org.example.term";
 // What a terminal with 9×18 cells and a 2×24 border settles on for the 1920×1055 visible frame.
 const Rect kCellFit{0, 25, 1919, 1050};
@@ -42,19 +41,18 @@ TEST(CellSnapScenario, TerminalIsLearntAcceptedAsFillingAndRememberedAcrossLaunc
     h.server.setResizeBehaviour(second, kCells);
     h.step();
     EXPECT_EQ(h.server.sizeWrites(second), (std::vector<Size>{{1919, 1050}}));
-    EXPECT_EQ(h.linesSince(mark), Lines{"apply \"top\" target=(0.0,25.0 1920.0×1055.0) "
-                                        "achieved=(0.0,25.0 1919.0×1050.0) Δw=1.0 Δh=5.0 "
-                                        "iters=0 mem=true"});
+    EXPECT_EQ(h.logLines(mark), Lines{"apply \"top\" target=(0.0,25.0 1920.0×1055.0) "
+                                      "achieved=(0.0,25.0 1919.0×1050.0) Δw=1.0 Δh=5.0 "
+                                      "iters=0 mem=true"});
 
     // The learning survives a relaunch: windows already at a cell fit are left as they are.
     h.relaunch();
     EXPECT_TRUE(h.engine->cellSnapAppsSnapshot().count(kTerm));
     mark = h.logMark();
     h.server.clearWrites();
-    h.tick();
-    h.step();
+    h.tickAndStep();
     EXPECT_EQ(h.server.writeCount(), 0u);
-    EXPECT_TRUE(h.linesSince(mark).empty());
+    EXPECT_TRUE(h.logLines(mark).empty());
     EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
 }
 
@@ -78,7 +76,7 @@ TEST(CellSnapScenario, NamesThatAreNotUtf8AreLearntAndRememberedRepaired) {
     auto doc = h.placementFile();
     ASSERT_TRUE(doc);
     EXPECT_TRUE((*doc)["records"].contains("PRIMARY|" + bid + "|b\uFFFDsh")) << doc->dump();
-    EXPECT_NO_THROW(nlohmann::json(h.readLog()).dump());  // a strict encoder accepts the log
+    EXPECT_NO_THROW(nlohmann::json(h.logLines()).dump());  // a strict encoder accepts the log
 }
 
 // Up to 48 points short is a cell fit for a built-in terminal, without learning, but not for

@@ -9,17 +9,15 @@
 namespace mavo::test {
 namespace {
 
-using Strings = std::vector<std::string>;
-
 TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
     EngineHarness h;
     for (auto bid : {"Calculator", "Notes", "Chat", "com.example.editor"})
         h.workspace.addInstalled(bid, bid);
     h.launch();
-    const Strings seeded{"Calculator", "Chat", "Notes"};
+    const Lines seeded{"Calculator", "Chat", "Notes"};
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), seeded);
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), seeded);
-    EXPECT_EQ(h.logLines(), Strings{"seeded default excludes: Calculator,Chat,Notes"});
+    EXPECT_EQ(h.logLines(), Lines{"seeded default excludes: Calculator,Chat,Notes"});
     MaximizeEngine& e = *h.engine;
     EXPECT_FALSE(e.excludesBundleID("com.example.editor"));
     EXPECT_TRUE(e.topCenterMode());
@@ -33,17 +31,17 @@ TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
     size_t mark = h.logMark();
     h.relaunch();
     EXPECT_TRUE(h.defaults.writtenKeys().empty());
-    EXPECT_TRUE(h.linesSince(mark).empty());
+    EXPECT_TRUE(h.logLines(mark).empty());
     EXPECT_TRUE(h.engine->excludesBundleID("Chat"));
     EXPECT_FALSE(h.engine->excludesBundleID("Notes"));
 
     // One installed later is offered on a later launch.
     h.workspace.addInstalled("Home", "Home");
     h.relaunch();
-    EXPECT_EQ(h.linesSince(mark), Strings{"seeded default excludes: Home"});
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), (Strings{"Calculator", "Chat", "Home"}));
+    EXPECT_EQ(h.logLines(mark), Lines{"seeded default excludes: Home"});
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), (Lines{"Calculator", "Chat", "Home"}));
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"),
-              (Strings{"Calculator", "Chat", "Home", "Notes"}));
+              (Lines{"Calculator", "Chat", "Home", "Notes"}));
 }
 
 TEST(EnginePrefs, TopCenterModeFallsBackToTheOlderKeyWhichIsOnlyRead) {
@@ -99,12 +97,12 @@ TEST(EnginePrefs, SettersWaitForPersistButTogglesPersistThemselvesIndependently)
     e.toggleExclusion(a);
     e.toggleTopCenter(a);
     e.toggleMaximizeApp(a);
-    EXPECT_EQ(h.defaults.strings("topCenterApps"), Strings{a});
-    EXPECT_EQ(h.defaults.strings("maximizeApps"), Strings{a});
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Strings{a});
+    EXPECT_EQ(h.defaults.strings("topCenterApps"), Lines{a});
+    EXPECT_EQ(h.defaults.strings("maximizeApps"), Lines{a});
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Lines{a});
     e.toggleExclusion(a);
     EXPECT_FALSE(e.excludesBundleID(a));
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Strings{});
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Lines{});
     EXPECT_EQ(h.defaults.writeCount("excludedBundleIDs"), 2);
 
     h.relaunch();

@@ -11,7 +11,6 @@
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
 const Rect kSmall{300, 150, 800, 600};
 // 62 % × 80 % of the visible frame, centred, 2 points below its top.
 const Rect kTopCentred{(1920 - 0.62 * 1920) * 0.5, 27, 0.62 * 1920, 0.8 * 1055};
@@ -117,16 +116,6 @@ TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
     EXPECT_EQ(h.frame(editor), kTopCentred);
 }
 
-TEST(EngineTick, FocusEligibilityExcludesCellSnapApplications) {
-    EngineHarness h({makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600)});
-    h.launch();
-    auto term = h.open("Terminal", kSmall);
-    auto reader = h.open("com.example.reader", kSmall);
-    h.tick();
-    EXPECT_EQ(h.frame(term), (Rect{0, 25, 2560, 1415}));
-    EXPECT_EQ(h.frame(reader)->width, 1280);
-}
-
 TEST(EngineTick, VanishedAndNoLongerEligibleWindowsAreForgotten) {
     EngineHarness h;
     h.launch();
@@ -157,8 +146,7 @@ TEST(EngineTick, WindowOnNoDisplayIsTheUsers) {
     EngineHarness h(std::vector<ScreenInfo>{});
     h.launch();
     auto w = h.open(kEditor, kSmall);
-    h.tick();
-    h.step();
+    h.tickAndStep();
     EXPECT_EQ(h.state(w)->disposition, Disposition::userArranged);
     EXPECT_EQ(h.server.writeCount(), 0u);
 }

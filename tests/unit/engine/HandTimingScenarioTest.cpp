@@ -10,22 +10,19 @@
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
 const std::string kNotes = "com.example.notes";
 const Rect kEightyFive{144, 25, 1632, 1055};
 
 WindowHandle maximized(EngineHarness& h) {
     auto w = h.open(kEditor);
-    h.tick();
-    h.step(2.5);
+    h.tickAndStep(2.5);
     return w;
 }
 
 WindowHandle utility(EngineHarness& h) {
     h.engine->toggleTopCenter(kNotes);
     auto w = h.open(kNotes);
-    h.tick();
-    h.step(2.5);
+    h.tickAndStep(2.5);
     return w;
 }
 

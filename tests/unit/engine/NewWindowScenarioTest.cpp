@@ -7,7 +7,6 @@
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
 const Rect kSmall{200, 150, 800, 600};
 
 TEST(NewWindowScenario, NewWindowIsMaximizedAtOnceAndThenLeftInPlace) {
@@ -27,10 +26,9 @@ TEST(NewWindowScenario, NewWindowIsMaximizedAtOnceAndThenLeftInPlace) {
     EXPECT_EQ(s->expectedFrame, kPrimaryVisibleAX);
     EXPECT_DOUBLE_EQ(s->expectedFrameStamp, h.clock.uptime());
     EXPECT_EQ(s->reassertStamps.size(), 1u);
-    EXPECT_EQ(h.logLines(),
-              std::vector<std::string>{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
-                                       "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 "
-                                       "Δh=0.0 iters=0 mem=false"});
+    EXPECT_EQ(h.logLines(), Lines{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
+                                  "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 "
+                                  "Δh=0.0 iters=0 mem=false"});
 
     // Its own write seen again, then a settled maximized window: nothing more is written.
     EXPECT_EQ(h.writesOver(6), 0u);
@@ -139,8 +137,7 @@ TEST(NewWindowScenario, ChangeNearOwnWriteIsAGestureOnlyTwoSecondsLater) {
         EngineHarness h;
         h.launch();
         auto w = h.open(kEditor);
-        h.tick();
-        h.step();
+        h.tickAndStep();
         h.handMoveAndSettle(w, custom);
         h.step(1.5);
         h.server.setFrame(w, {150, 40, 1632, 1055});  // the app drifts it
@@ -150,8 +147,7 @@ TEST(NewWindowScenario, ChangeNearOwnWriteIsAGestureOnlyTwoSecondsLater) {
         size_t mark = h.logMark();
         h.advance(settledAfter - 0.75);
         h.handMove(w, nudged);
-        h.tick();  // changed: wait for it to settle
-        h.step();
+        h.tickAndStep();  // changed: wait for it to settle
         EXPECT_EQ(h.linesStartingWith("remember(custom)", mark).size(), gesture ? 1u : 0u);
         EXPECT_EQ(h.state(w)->rememberedTarget, gesture ? nudged : custom);
         // Not the user's: once the engine's own write has aged, the frame is put back.

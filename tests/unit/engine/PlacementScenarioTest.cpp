@@ -12,8 +12,6 @@
 namespace mavo::test {
 namespace {
 
-using Lines = std::vector<std::string>;
-const std::string kEditor = "com.example.editor";
 const std::string kKey = "PRIMARY|com.example.editor|";
 const Rect kCustom{144, 25, 1632, 1055};  // 85 % of the visible frame
 
@@ -24,8 +22,7 @@ struct MaximizedWindow {
     MaximizedWindow() {
         h.launch();
         w = h.open(kEditor);
-        h.tick();
-        h.step();
+        h.tickAndStep();
     }
 };
 
@@ -40,7 +37,7 @@ TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
     h.handMoveAndSettle(m.w, kCustom);
     auto putAt = std::chrono::steady_clock::now();
     double wallAtPut = h.clock.wallClock();
-    EXPECT_EQ(h.linesSince(mark), Lines{"remember(custom) frame=(144.0,25.0 1632.0×1055.0)"});
+    EXPECT_EQ(h.logLines(mark), Lines{"remember(custom) frame=(144.0,25.0 1632.0×1055.0)"});
     EXPECT_EQ(h.events.count("placement_remembered"), 1);
     EXPECT_EQ(h.state(m.w)->rememberedTarget, kCustom);
     EXPECT_EQ(h.frame(m.w), kCustom);
@@ -73,7 +70,7 @@ TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
     mark = h.logMark();
     h.tick();
     EXPECT_EQ(h.frame(m.w), second);
-    EXPECT_EQ(h.linesSince(mark),
+    EXPECT_EQ(h.logLines(mark),
               (Lines{"restore \"Doc\" target=(200.0,25.0 1632.0×1055.0) achieved=(200.0,25.0 "
                      "1632.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false",
                      "restore(persisted) frame=(200.0,25.0 1632.0×1055.0)"}));
@@ -92,10 +89,10 @@ TEST(PlacementScenario, DragBackOverNinetyPercentOfTheDisplayForgetsThePlacement
     h.step(1.5);
     size_t mark = h.logMark();
     h.handMoveAndSettle(m.w, {100, 25, 1728, 1055});  // exactly 90 %
-    EXPECT_EQ(h.linesSince(mark), (Lines{"reclaim→max frame=(100.0,25.0 1728.0×1055.0)",
-                                         "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
-                                         "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
-                                         "iters=0 mem=false"}));
+    EXPECT_EQ(h.logLines(mark), (Lines{"reclaim→max frame=(100.0,25.0 1728.0×1055.0)",
+                                       "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
+                                       "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
+                                       "iters=0 mem=false"}));
     EXPECT_EQ(h.frame(m.w), kPrimaryVisibleAX);
     EXPECT_FALSE(h.state(m.w)->rememberedTarget);
     EXPECT_FALSE(h.store->get(kKey));
@@ -113,8 +110,7 @@ TEST(PlacementScenario, TitlesKeyPlacementsOnlyForApplicationsWithSeveralWindows
     int32_t pid = h.addApp(kEditor);
     auto a = h.addWindow(pid, "  Report — Edited\n", {200, 150, 800, 600});
     auto b = h.addWindow(pid, "Notes", {220, 170, 800, 600});
-    h.tick();
-    h.step();
+    h.tickAndStep();
     h.handMoveAndSettle(a, kCustom);
     EXPECT_TRUE(h.store->get("PRIMARY|com.example.editor|report"));
     EXPECT_FALSE(h.store->get(kKey));
@@ -146,8 +142,7 @@ TEST(PlacementScenario, FrameOnADisplayThatIsGoneIsNeitherRestoredNorKept) {
         EngineHarness h({primary1080(), ext});
         h.launch();
         auto w = h.open(kEditor, {2000, 100, 800, 600});
-        h.tick();
-        h.step();
+        h.tickAndStep();
         EXPECT_EQ(h.frame(w), extFull);
         h.handMoveAndSettle(w, custom);
         ASSERT_EQ(h.store->get(key)->displayUUID, "EXT");
@@ -168,7 +163,7 @@ TEST(PlacementScenario, FrameOnADisplayThatIsGoneIsNeitherRestoredNorKept) {
         h.setScreens({primary1080()});
         size_t mark = h.logMark();
         h.step();
-        auto lines = h.linesSince(mark);
+        auto lines = h.logLines(mark);
         ASSERT_EQ(lines.size(), 2u);
         EXPECT_EQ(lines[0], "retire(offscreen) frame=(2100.0,0.0 1500.0×1080.0)");
         EXPECT_EQ(lines[1].rfind("apply \"Doc\" target=(0.0,25.0 1920.0×1055.0)", 0), 0u);

@@ -7,7 +7,6 @@
 namespace mavo::test {
 namespace {
 
-using Lines = std::vector<std::string>;
 const std::string kApply =
     "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 "
     "Δh=0.0 iters=0 mem=false";
@@ -19,8 +18,7 @@ struct Opened {
     explicit Opened(const Rect& frame) {
         h.launch();
         w = h.open("com.example.editor", frame);
-        h.tick();
-        h.step();
+        h.tickAndStep();
     }
 };
 
@@ -36,10 +34,10 @@ TEST(UserArrangedScenario, DraggedToFiftyNinePercentStaysArrangedToSixtyIsReenga
         EXPECT_EQ(h.state(a.w)->disposition, Disposition::userArranged);
         EXPECT_EQ(h.server.writeCount(), 0u);
     }
-    EXPECT_TRUE(h.linesSince(mark).empty());
+    EXPECT_TRUE(h.logLines(mark).empty());
 
     h.handMoveAndSettle(a.w, {100, 25, 1152, 1055});
-    EXPECT_EQ(h.linesSince(mark),
+    EXPECT_EQ(h.logLines(mark),
               (Lines{"re-engage frame=(100.0,25.0 1152.0×1055.0) ov=60.0%", kApply}));
     EXPECT_EQ(h.state(a.w)->disposition, Disposition::managed);
     EXPECT_EQ(h.frame(a.w), kPrimaryVisibleAX);
@@ -61,27 +59,19 @@ TEST(UserArrangedScenario, NoReengageWhileTheButtonIsHeldOrTheFrameIsMoving) {
     EXPECT_EQ(h.frame(a.w), kPrimaryVisibleAX);
 }
 
-TEST(UserArrangedScenario, SnappingAMaximizedWindowLeavesItToTheUser) {
-    Opened o({200, 150, 800, 600});
-    EngineHarness& h = o.h;
-    size_t mark = h.logMark();
-    h.handMoveAndSettle(o.w, {960, 25, 960, 1055});
-    EXPECT_EQ(h.linesSince(mark), Lines{"userArranged(zone) frame=(960.0,25.0 960.0×1055.0)"});
-    EXPECT_EQ(h.state(o.w)->disposition, Disposition::userArranged);
-    EXPECT_EQ(h.state(o.w)->lastTargetFrame, kPrimaryVisibleAX);
-    EXPECT_EQ(h.writesOver(4), 0u);
-}
-
-TEST(UserArrangedScenario, SnappingACustomWindowForgetsItsPlacement) {
+TEST(UserArrangedScenario, SnappingLeavesTheWindowToTheUserAndForgetsItsPlacement) {
     Opened o({200, 150, 800, 600});
     EngineHarness& h = o.h;
     h.handMoveAndSettle(o.w, {144, 25, 1632, 1055});
     ASSERT_TRUE(h.store->get("PRIMARY|com.example.editor|"));
     h.step(1.5);
+    size_t mark = h.logMark();
     h.handMoveAndSettle(o.w, {0, 25, 640, 1055});  // left third
+    EXPECT_EQ(h.logLines(mark), Lines{"userArranged(zone) frame=(0.0,25.0 640.0×1055.0)"});
     EXPECT_FALSE(h.store->get("PRIMARY|com.example.editor|"));
     EXPECT_EQ(h.state(o.w)->disposition, Disposition::userArranged);
     EXPECT_FALSE(h.state(o.w)->rememberedTarget);
+    EXPECT_EQ(h.writesOver(4), 0u);
 }
 
 }  // namespace
