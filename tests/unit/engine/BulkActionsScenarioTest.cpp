@@ -47,28 +47,6 @@ TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
     EXPECT_TRUE(records.contains("EXT+PRIMARYX|com.example.editor|"));
 }
 
-TEST(BulkActionsScenario, BulkActionWhilePausedRunsOneFullPass) {
-    EngineHarness h;
-    h.launch();
-    h.engine->setPaused(true);
-    auto w = h.open(kEditor);
-    h.tickAndStep();
-    EXPECT_EQ(h.server.writeCount(), 0u);
-    EXPECT_EQ(h.engine->trackedWindowCount(), 0u);
-
-    h.engine->reevaluateAll();
-    h.engine->drain();
-    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
-    EXPECT_EQ(h.engine->trackedWindowCount(), 1u);
-
-    // Still paused: the timer's ticks do nothing.
-    h.server.setFrame(w, {300, 200, 800, 600});
-    EXPECT_EQ(h.writesOver(4), 0u);
-    h.engine->maximizeAllNow();
-    h.engine->drain();
-    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
-}
-
 TEST(BulkActionsScenario, ReevaluateAllMeetsEveryWindowAfresh) {
     EngineHarness h({makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600)});
     h.launch();

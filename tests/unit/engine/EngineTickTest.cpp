@@ -15,7 +15,7 @@ const Rect kSmall{300, 150, 800, 600};
 // 62 % × 80 % of the visible frame, centred, 2 points below its top.
 const Rect kTopCentred{(1920 - 0.62 * 1920) * 0.5, 27, 0.62 * 1920, 0.8 * 1055};
 
-TEST(EngineTick, PausedTicksDoNothingButUseUpTheFirstTickUnlessForced) {
+TEST(EngineTick, PausedTicksDoNothingButUseUpTheFirstTickWhileForcedTicksAndBulkActionsRun) {
     EngineHarness h;
     h.defaults.set("maximizeExistingOnStartup", false);
     h.launch();
@@ -32,8 +32,16 @@ TEST(EngineTick, PausedTicksDoNothingButUseUpTheFirstTickUnlessForced) {
 
     h.engine->setPaused(true);
     auto later = h.open(kEditor, kSmall);
+    h.server.setFrame(w, kSmall);
+    EXPECT_EQ(h.writesOver(4), 0u);
     h.tick(true);
     EXPECT_EQ(h.frame(later), kPrimaryVisibleAX);
+    for (auto bulk : {&MaximizeEngine::reevaluateAll, &MaximizeEngine::maximizeAllNow}) {
+        h.server.setFrame(w, kSmall);
+        ((*h.engine).*bulk)();
+        h.engine->drain();
+        EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+    }
 }
 
 TEST(EngineTick, OnlyRegularApplicationsOtherThanMavoItself) {

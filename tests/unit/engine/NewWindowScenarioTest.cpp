@@ -21,11 +21,7 @@ TEST(NewWindowScenario, NewWindowIsMaximizedAtOnceAndThenLeftInPlace) {
     EXPECT_EQ(h.server.positionWrites(w), (std::vector<Point>{{0, 25}, {0, 25}}));
     EXPECT_EQ(h.server.sizeWrites(w), (std::vector<Size>{{1920, 1055}}));
     EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
-    auto s = h.state(w);
-    EXPECT_EQ(s->disposition, Disposition::managed);
-    EXPECT_EQ(s->expectedFrame, kPrimaryVisibleAX);
-    EXPECT_DOUBLE_EQ(s->expectedFrameStamp, h.clock.uptime());
-    EXPECT_EQ(s->reassertStamps.size(), 1u);
+    EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
     EXPECT_EQ(h.logLines(), Lines{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
                                   "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 "
                                   "Δh=0.0 iters=0 mem=false"});

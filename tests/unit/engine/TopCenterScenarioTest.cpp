@@ -56,17 +56,6 @@ TEST(TopCenterScenario, WindowWhoseSizeCannotBeSetIsMovedNotResized) {
     }
 }
 
-TEST(TopCenterScenario, UtilityWindowTakesSixtyTwoByEightyPercentAndIsPutBack) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
-    expectNear(h.frame(u.w), kUtility);
-    EXPECT_EQ(h.state(u.w)->disposition, Disposition::managed);
-    EXPECT_EQ(h.writesOver(4), 0u);
-    h.server.setFrame(u.w, {300, 60, 1190.4, 844});  // the application nudged it
-    h.step(0.75, 2);
-    expectNear(h.frame(u.w), kUtility);
-}
-
 // min(1280, 90 %) × 88 % of a large display, 1760 for an application on the wide list, none on a
 // small display, when turned off, for an always-maximize or a cell-sized application; sent at first
 // sight, even for a window already in place, and never again.
@@ -186,11 +175,15 @@ TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
     }
 }
 
+// A settled utility window is left alone; maximized by keyboard it is the user's, by anything
+// else it is put back.
 TEST(TopCenterScenario, KeyboardMaximizeCountsForUtilityWindowsOnly) {
     for (bool key : {true, false}) {
         SCOPED_TRACE(key);
         UtilityWindow u;
         EngineHarness& h = u.h;
+        expectNear(h.frame(u.w), kUtility);
+        EXPECT_EQ(h.writesOver(4), 0u);
         if (key) h.input.keyPress();
         h.server.setFrame(u.w, kPrimaryVisibleAX);
         h.step(0.1);
