@@ -34,7 +34,7 @@ struct ResizeBehaviour {
     bool sizeSettable = true;
     // Every write is accepted but undone: after this many reads of the facts have seen the
     // engine's frame, the window jumps back to where it was before the burst's first write.
-    std::optional<int> fightBackAfterReads;
+    std::optional<int> fightBackAfterReads = std::nullopt;
 
     // A terminal: base plus a whole number of cells (at least one), rounded down, each way.
     static ResizeBehaviour cells(double cellW, double cellH, double baseW, double baseH) {
@@ -51,18 +51,11 @@ struct ResizeBehaviour {
             return ResizeOutcome{true, makeRect(cur.origin(), {req.width + dw, req.height + dh})};
         });
     }
-    // Keeps its size; the write call fails.
-    static ResizeBehaviour fixedSize() {
-        auto b = custom([](const Rect& cur, Size) { return ResizeOutcome{false, cur}; });
-        b.sizeSettable = false;
-        return b;
-    }
+    static ResizeBehaviour fixedSize() { return {.sizeSettable = false}; }
     static ResizeBehaviour fightsBack(int readsBeforeRevert) {
-        ResizeBehaviour b;
-        b.fightBackAfterReads = readsBeforeRevert;
-        return b;
+        return {.fightBackAfterReads = readsBeforeRevert};
     }
-    static ResizeBehaviour custom(Hook hook) { return {std::move(hook), true, std::nullopt}; }
+    static ResizeBehaviour custom(Hook hook) { return {.decide = std::move(hook)}; }
 };
 
 class FakeWindowServer final : public WindowServer {
@@ -71,15 +64,13 @@ class FakeWindowServer final : public WindowServer {
     WindowHandle addWindow(int32_t pid, const std::string& title, const Rect& frame) {
         Lock l(mu_);
         uint64_t id = nextId_++;
-        windows_[id].facts = {std::string(Attr::windowRole),
-                              std::string(Attr::standardWindow),
-                              title,
-                              false,
-                              false,
-                              true,
-                              true,
-                              frame,
-                              pid};
+        windows_[id].facts = {.role = std::string(Attr::windowRole),
+                              .subrole = std::string(Attr::standardWindow),
+                              .title = title,
+                              .positionSettable = true,
+                              .sizeSettable = true,
+                              .frame = frame,
+                              .pid = pid};
         return WindowHandle{id, nullptr};
     }
     void removeWindow(const WindowHandle& h) {
