@@ -16,13 +16,12 @@ const std::string kKey = "PRIMARY|com.example.editor|";
 const Rect kCustom{144, 25, 1632, 1055};  // 85 % of the visible frame
 
 // A maximized, settled window of a single-window application.
-struct MaximizedWindow {
-    EngineHarness h;
+struct MaximizedWindow : EngineHarness {
     WindowHandle w;
     MaximizedWindow() {
-        h.launch();
-        w = h.open(kEditor);
-        h.tickAndStep();
+        launch();
+        w = open(kEditor);
+        tickAndStep();
     }
 };
 
@@ -31,16 +30,15 @@ bool hasRecord(const nlohmann::json& doc) {
 }
 
 TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
-    MaximizedWindow m;
-    EngineHarness& h = m.h;
+    MaximizedWindow h;
     size_t mark = h.logMark();
-    h.handMoveAndSettle(m.w, kCustom);
+    h.handMoveAndSettle(h.w, kCustom);
     auto putAt = std::chrono::steady_clock::now();
     double wallAtPut = h.clock.wallClock();
     EXPECT_EQ(h.logLines(mark), Lines{"remember(custom) frame=(144.0,25.0 1632.0×1055.0)"});
     EXPECT_EQ(h.events.count("placement_remembered"), 1);
-    EXPECT_EQ(h.state(m.w)->rememberedTarget, kCustom);
-    EXPECT_EQ(h.frame(m.w), kCustom);
+    EXPECT_EQ(h.state(h.w)->rememberedTarget, kCustom);
+    EXPECT_EQ(h.frame(h.w), kCustom);
 
     // The store writes two seconds after the change, not at once.
     std::this_thread::sleep_until(putAt + std::chrono::milliseconds(1500));
@@ -61,46 +59,45 @@ TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
     // Moved again by hand: stored again, but the first placement was the one worth telling.
     h.step(1.5);
     Rect second{200, 25, 1632, 1055};
-    h.handMoveAndSettle(m.w, second);
+    h.handMoveAndSettle(h.w, second);
     EXPECT_EQ(h.events.count("placement_remembered"), 1);
 
     // Quit; the application later reopens its window at its own default frame.
-    h.server.setFrame(m.w, {300, 200, 800, 600});
+    h.server.setFrame(h.w, {300, 200, 800, 600});
     h.relaunch();
     mark = h.logMark();
     h.tick();
-    EXPECT_EQ(h.frame(m.w), second);
+    EXPECT_EQ(h.frame(h.w), second);
     EXPECT_EQ(h.logLines(mark),
               (Lines{"restore \"Doc\" target=(200.0,25.0 1632.0×1055.0) achieved=(200.0,25.0 "
                      "1632.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false",
                      "restore(persisted) frame=(200.0,25.0 1632.0×1055.0)"}));
-    auto s = h.state(m.w);
+    auto s = h.state(h.w);
     EXPECT_EQ(s->rememberedTarget, second);
     EXPECT_EQ(s->bestFitFrame, second);
     EXPECT_EQ(s->lastTargetFrame, second);  // the apply's own target
 }
 
 TEST(PlacementScenario, DragBackOverNinetyPercentOfTheDisplayForgetsThePlacementAndMaximizes) {
-    MaximizedWindow m;
-    EngineHarness& h = m.h;
-    h.handMoveAndSettle(m.w, {0, 25, 1727.9, 1055});  // just under 90 %: a custom placement
+    MaximizedWindow h;
+    h.handMoveAndSettle(h.w, {0, 25, 1727.9, 1055});  // just under 90 %: a custom placement
     ASSERT_TRUE(h.placementFile(hasRecord));
 
     h.step(1.5);
     size_t mark = h.logMark();
-    h.handMoveAndSettle(m.w, {100, 25, 1728, 1055});  // exactly 90 %
+    h.handMoveAndSettle(h.w, {100, 25, 1728, 1055});  // exactly 90 %
     EXPECT_EQ(h.logLines(mark), (Lines{"reclaim→max frame=(100.0,25.0 1728.0×1055.0)",
                                        "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
                                        "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
                                        "iters=0 mem=false"}));
-    EXPECT_EQ(h.frame(m.w), kPrimaryVisibleAX);
-    EXPECT_FALSE(h.state(m.w)->rememberedTarget);
+    EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
+    EXPECT_FALSE(h.state(h.w)->rememberedTarget);
     EXPECT_FALSE(h.store->get(kKey));
     EXPECT_TRUE(h.placementFile([](const auto& d) { return !hasRecord(d); }));
 
     // A later hand drag is a new first placement again.
     h.step(1.5);
-    h.handMoveAndSettle(m.w, kCustom);
+    h.handMoveAndSettle(h.w, kCustom);
     EXPECT_EQ(h.events.count("placement_remembered"), 2);
 }
 

@@ -27,15 +27,14 @@ void expectNear(std::optional<Rect> a, const Rect& e) {
 }
 
 // A window of an application on the top-center list, centred and settled.
-struct UtilityWindow {
-    EngineHarness h;
+struct UtilityWindow : EngineHarness {
     WindowHandle w;
     UtilityWindow() {
-        h.launch();
-        h.engine->toggleTopCenter(kNotes);
-        w = h.open(kNotes, {100, 100, 800, 600}, "Notes");
-        h.tick();
-        h.step(2.5);  // the engine's own write has aged
+        launch();
+        engine->toggleTopCenter(kNotes);
+        w = open(kNotes, {100, 100, 800, 600}, "Notes");
+        tick();
+        step(2.5);  // the engine's own write has aged
     }
 };
 
@@ -94,38 +93,36 @@ TEST(TopCenterScenario, FocusSizeOnLargeDisplays) {
 }
 
 TEST(TopCenterScenario, SixPointResizeIsAMoveThatIsRespectedUntilDraggedOverTheDisplay) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
+    UtilityWindow h;
     size_t mark = h.logMark();
     Rect wider{364.8, 27, 1196.4, 844};
-    h.handMoveAndSettle(u.w, wider);
+    h.handMoveAndSettle(h.w, wider);
     EXPECT_EQ(h.logLines(mark), Lines{"topcenter move→respect frame=(364.8,27.0 1196.4×844.0)"});
-    EXPECT_TRUE(h.state(u.w)->userPositioned);
-    EXPECT_FALSE(h.state(u.w)->topCenterSize);
+    EXPECT_TRUE(h.state(h.w)->userPositioned);
+    EXPECT_FALSE(h.state(h.w)->topCenterSize);
     EXPECT_EQ(h.store->count(), 0u);
     EXPECT_EQ(h.writesOver(4), 0u);
-    EXPECT_EQ(h.frame(u.w), wider);
+    EXPECT_EQ(h.frame(h.w), wider);
 
     // Dragged over most of the display, it is centred again.
     mark = h.logMark();
-    h.handMoveAndSettle(u.w, {76.8, 25, 1766.4, 1055});  // 92 %
+    h.handMoveAndSettle(h.w, {76.8, 25, 1766.4, 1055});  // 92 %
     EXPECT_EQ(h.logLines(mark), Lines{"untop frame=(76.8,25.0 1766.4×1055.0)"});
-    EXPECT_FALSE(h.state(u.w)->userPositioned);
+    EXPECT_FALSE(h.state(h.w)->userPositioned);
     h.step();
-    expectNear(h.frame(u.w), kUtility);
+    expectNear(h.frame(h.w), kUtility);
 }
 
 TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
+    UtilityWindow h;
     const Rect centred{(1920 - 1197.4) / 2, 27, 1197.4, 844};
     size_t mark = h.logMark();
-    h.handMoveAndSettle(u.w, {364.8, 27, 1197.4, 844});
+    h.handMoveAndSettle(h.w, {364.8, 27, 1197.4, 844});
     EXPECT_EQ(h.logLines(mark), (Lines{"restore \"Notes\" target=(361.3,27.0 1197.4×844.0) "
                                        "achieved=(361.3,27.0 1197.4×844.0) Δw=0.0 Δh=0.0 "
                                        "iters=0 mem=false",
                                        "topcenter resize→recenter 1197.4×844.0"}));
-    expectNear(h.frame(u.w), centred);
+    expectNear(h.frame(h.w), centred);
     auto record = h.store->get("PRIMARY|com.example.notes|");
     ASSERT_TRUE(record);
     EXPECT_TRUE(record->topCenter);
@@ -133,7 +130,7 @@ TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
     EXPECT_EQ(record->rel, (RelFrame{0, 0, 1197.4 / 1920, 844.0 / 1055}));
 
     // The next launch brings it back at the size the user chose.
-    h.server.setFrame(u.w, {100, 100, 800, 600});
+    h.server.setFrame(h.w, {100, 100, 800, 600});
     h.relaunch();
     EXPECT_EQ((*h.placementFile())["records"]["PRIMARY|com.example.notes|"]["topCenter"], true);
     mark = h.logMark();
@@ -141,7 +138,7 @@ TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
     auto lines = h.logLines(mark);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0], "restore(topcenter) size=1197.4×844.0");
-    expectNear(h.frame(u.w), centred);
+    expectNear(h.frame(h.w), centred);
 }
 
 TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
@@ -153,25 +150,24 @@ TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
     for (const Row& row : {Row{{200, 100, 1000, 700}, true, {460, 27, 1000, 700}},
                            Row{{20, 45, 1900, 1030}, false, kUtility}}) {  // < 40 pt out
         SCOPED_TRACE(row.keptSmaller);
-        UtilityWindow u;
-        EngineHarness& h = u.h;
+        UtilityWindow h;
         size_t mark = h.logMark();
-        h.handMoveAndSettle(u.w, kPrimaryVisibleAX);
+        h.handMoveAndSettle(h.w, kPrimaryVisibleAX);
         EXPECT_EQ(h.linesStartingWith("user-maximized", mark),
                   Lines{"user-maximized frame=(0.0,25.0 1920.0×1055.0)"});
         EXPECT_EQ(h.events.count("window_user_maximized"), 1);
-        EXPECT_TRUE(h.state(u.w)->userMaximized);
+        EXPECT_TRUE(h.state(h.w)->userMaximized);
         EXPECT_EQ(h.writesOver(4), 0u);
-        EXPECT_EQ(h.frame(u.w), kPrimaryVisibleAX);
+        EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
 
         mark = h.logMark();
-        h.handMoveAndSettle(u.w, row.draggedTo);
+        h.handMoveAndSettle(h.w, row.draggedTo);
         auto reverts = h.linesStartingWith("revert(user-maximize)", mark);
         ASSERT_EQ(reverts.size(), 1u);
         EXPECT_NE(reverts[0].find(row.keptSmaller ? "keptSmaller=true" : "keptSmaller=false"),
                   std::string::npos);
-        EXPECT_FALSE(h.state(u.w)->userMaximized);
-        expectNear(h.frame(u.w), row.expected);
+        EXPECT_FALSE(h.state(h.w)->userMaximized);
+        expectNear(h.frame(h.w), row.expected);
     }
 }
 
@@ -180,17 +176,16 @@ TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
 TEST(TopCenterScenario, KeyboardMaximizeCountsForUtilityWindowsOnly) {
     for (bool key : {true, false}) {
         SCOPED_TRACE(key);
-        UtilityWindow u;
-        EngineHarness& h = u.h;
-        expectNear(h.frame(u.w), kUtility);
+        UtilityWindow h;
+        expectNear(h.frame(h.w), kUtility);
         EXPECT_EQ(h.writesOver(4), 0u);
         if (key) h.input.keyPress();
-        h.server.setFrame(u.w, kPrimaryVisibleAX);
+        h.server.setFrame(h.w, kPrimaryVisibleAX);
         h.step(0.1);
         h.step();
-        EXPECT_EQ(h.state(u.w)->userMaximized, key);
+        EXPECT_EQ(h.state(h.w)->userMaximized, key);
         EXPECT_EQ(h.events.count("window_user_maximized"), key ? 1 : 0);
-        expectNear(h.frame(u.w), key ? kPrimaryVisibleAX : kUtility);
+        expectNear(h.frame(h.w), key ? kPrimaryVisibleAX : kUtility);
     }
 
     // A focus window maximized by keyboard is put back; by hand it is the user's.

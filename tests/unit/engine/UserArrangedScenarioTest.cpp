@@ -12,65 +12,61 @@ const std::string kApply =
     "Δh=0.0 iters=0 mem=false";
 
 // An editor window opened at `frame`, met and settled.
-struct Opened {
-    EngineHarness h;
+struct Opened : EngineHarness {
     WindowHandle w;
     explicit Opened(const Rect& frame) {
-        h.launch();
-        w = h.open("com.example.editor", frame);
-        h.tickAndStep();
+        launch();
+        w = open("com.example.editor", frame);
+        tickAndStep();
     }
 };
 
 TEST(UserArrangedScenario, DraggedToFiftyNinePercentStaysArrangedToSixtyIsReengaged) {
-    Opened a({0, 25, 960, 1055});  // left half
-    EngineHarness& h = a.h;
-    ASSERT_EQ(h.state(a.w)->disposition, Disposition::userArranged);
+    Opened h({0, 25, 960, 1055});  // left half
+    ASSERT_EQ(h.state(h.w)->disposition, Disposition::userArranged);
     size_t mark = h.logMark();
     // 59 % of the display, then the right two thirds: 67 %, but a zone the user chose.
     for (Rect notBack : {Rect{100, 25, 1132.8, 1055}, Rect{640, 25, 1280, 1055}}) {
-        h.handMoveAndSettle(a.w, notBack);
+        h.handMoveAndSettle(h.w, notBack);
         h.step();
-        EXPECT_EQ(h.state(a.w)->disposition, Disposition::userArranged);
+        EXPECT_EQ(h.state(h.w)->disposition, Disposition::userArranged);
         EXPECT_EQ(h.server.writeCount(), 0u);
     }
     EXPECT_TRUE(h.logLines(mark).empty());
 
-    h.handMoveAndSettle(a.w, {100, 25, 1152, 1055});
+    h.handMoveAndSettle(h.w, {100, 25, 1152, 1055});
     EXPECT_EQ(h.logLines(mark),
               (Lines{"re-engage frame=(100.0,25.0 1152.0×1055.0) ov=60.0%", kApply}));
-    EXPECT_EQ(h.state(a.w)->disposition, Disposition::managed);
-    EXPECT_EQ(h.frame(a.w), kPrimaryVisibleAX);
+    EXPECT_EQ(h.state(h.w)->disposition, Disposition::managed);
+    EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
 }
 
 TEST(UserArrangedScenario, NoReengageWhileTheButtonIsHeldOrTheFrameIsMoving) {
-    Opened a({0, 25, 960, 1055});
-    EngineHarness& h = a.h;
+    Opened h({0, 25, 960, 1055});
     h.input.press();
-    h.server.setFrame(a.w, {100, 25, 1500, 1055});
+    h.server.setFrame(h.w, {100, 25, 1500, 1055});
     h.input.drag();
     h.step(0.75, 4);  // held down for three seconds
-    EXPECT_EQ(h.state(a.w)->disposition, Disposition::userArranged);
+    EXPECT_EQ(h.state(h.w)->disposition, Disposition::userArranged);
     EXPECT_EQ(h.server.writeCount(), 0u);
 
     h.input.release();
     h.step();
-    EXPECT_EQ(h.state(a.w)->disposition, Disposition::managed);
-    EXPECT_EQ(h.frame(a.w), kPrimaryVisibleAX);
+    EXPECT_EQ(h.state(h.w)->disposition, Disposition::managed);
+    EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
 }
 
 TEST(UserArrangedScenario, SnappingLeavesTheWindowToTheUserAndForgetsItsPlacement) {
-    Opened o({200, 150, 800, 600});
-    EngineHarness& h = o.h;
-    h.handMoveAndSettle(o.w, {144, 25, 1632, 1055});
+    Opened h({200, 150, 800, 600});
+    h.handMoveAndSettle(h.w, {144, 25, 1632, 1055});
     ASSERT_TRUE(h.store->get("PRIMARY|com.example.editor|"));
     h.step(1.5);
     size_t mark = h.logMark();
-    h.handMoveAndSettle(o.w, {0, 25, 640, 1055});  // left third
+    h.handMoveAndSettle(h.w, {0, 25, 640, 1055});  // left third
     EXPECT_EQ(h.logLines(mark), Lines{"userArranged(zone) frame=(0.0,25.0 640.0×1055.0)"});
     EXPECT_FALSE(h.store->get("PRIMARY|com.example.editor|"));
-    EXPECT_EQ(h.state(o.w)->disposition, Disposition::userArranged);
-    EXPECT_FALSE(h.state(o.w)->rememberedTarget);
+    EXPECT_EQ(h.state(h.w)->disposition, Disposition::userArranged);
+    EXPECT_FALSE(h.state(h.w)->rememberedTarget);
     EXPECT_EQ(h.writesOver(4), 0u);
 }
 
