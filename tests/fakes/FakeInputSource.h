@@ -16,7 +16,6 @@ class FakeInputSource final : public InputSource {
 
     bool start(Handlers handlers) override {
         std::lock_guard<std::mutex> l(mu_);
-        if (refuse) return false;
         handlers_ = std::move(handlers);
         return true;
     }
@@ -33,7 +32,6 @@ class FakeInputSource final : public InputSource {
         std::lock_guard<std::mutex> l(mu_);
         lastKey_ = clock_.uptime();
     }
-    bool refuse = false;  // the platform refuses the monitors
 
   private:
     void fire(std::function<void()> Handlers::*which) {

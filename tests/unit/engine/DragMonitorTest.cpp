@@ -35,16 +35,5 @@ TEST(DragMonitorTest, PressAndDragAreRecentForTheWholeWindowEvenAfterRelease) {
     EXPECT_TRUE(monitor.recentlyDragged(2.0));
 }
 
-TEST(DragMonitorTest, RefusedMonitorsLeaveTheStateUntouched) {
-    FakeClock clock;
-    DragMonitor monitor{clock};
-    FakeInputSource input{clock};
-    input.refuse = true;
-    monitor.start(input);
-    input.press();
-    EXPECT_FALSE(monitor.isMouseDown());
-    EXPECT_FALSE(monitor.recentlyDragged(1.2));
-}
-
 }  // namespace
 }  // namespace mavo::test
