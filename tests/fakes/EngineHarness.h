@@ -1,23 +1,15 @@
 #pragma once
 
-// EngineHarness: one user's machine for the engine, made of fakes. A scripted window server,
-// workspace and displays, a clock that moves only when told, a fake mouse and keyboard, settings
-// in memory, a real placement store in a temporary folder and the diagnostic log in memory.
-//
-//   EngineHarness h;                      // one 1920×1080 display, visible frame (0,25 1920×1055)
-//   h.launch();                           // engine created, settings loaded (no timer)
-//   auto pid = h.addApp("com.example.editor");
-//   auto w = h.addWindow(pid, "Doc", {100, 100, 800, 600});
-//   h.tick();  h.step();                  // one tick; advance 0.75 s then tick
-//   h.handMove(w, {...});                 // press, move/resize, release: the user's hand
-//   h.logLines();  h.placementFile();  h.state(w);  h.frame(w);
-//   h.relaunch();                         // pending placements written, a new engine and store
+// EngineHarness: one user's machine for the engine, made of fakes, with a real placement store in a
+// temporary folder and the diagnostic log in memory. One 1920×1080 display unless given; launch()
+// creates the engine without its timer, so the test ticks by hand.
 
 #include <stdlib.h>
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -43,15 +35,11 @@
 
 namespace mavo {
 
-// Readable failure messages for the engine's value types.
 inline void PrintTo(const Rect& r, std::ostream* os) {
     *os << "(" << r.x << "," << r.y << " " << r.width << "x" << r.height << ")";
 }
 inline void PrintTo(const Size& s, std::ostream* os) {
     *os << s.width << "x" << s.height;
-}
-inline void PrintTo(const Point& p, std::ostream* os) {
-    *os << "(" << p.x << "," << p.y << ")";
 }
 inline void PrintTo(Disposition d, std::ostream* os) {
     *os << rawValue(d);
@@ -60,6 +48,11 @@ inline void PrintTo(Disposition d, std::ostream* os) {
 }  // namespace mavo
 
 namespace mavo::test {
+
+using Lines = std::vector<std::string>;
+inline const std::string kEditor = "com.example.editor";
+// The visible frame of primary1080(), top-left origin: below the 25-point menu bar.
+inline constexpr Rect kPrimaryVisibleAX{0, 25, 1920, 1055};
 
 class EngineHarness {
   public:
@@ -73,18 +66,15 @@ class EngineHarness {
         store = std::make_unique<PlacementStore>(dir / "Mavo");
         drag.start(input);
     }
-
     ~EngineHarness() {
-        releaseEngine();
+        if (engine) engine->stop();
+        engine.reset();
         store.reset();
         std::error_code ec;
         if (!dir.empty()) std::filesystem::remove_all(dir, ec);
     }
-
     EngineHarness(const EngineHarness&) = delete;
     EngineHarness& operator=(const EngineHarness&) = delete;
-
-    // ---- the machine -------------------------------------------------------------------------
 
     FakeClock clock;
     FakeWindowServer server;
@@ -100,61 +90,42 @@ class EngineHarness {
     std::filesystem::path dir;
     std::unique_ptr<PlacementStore> store;
     std::shared_ptr<MaximizeEngine> engine;
-
-    // The tests' own built-in lists.
     BuiltInApps builtIns{
         {"Calculator", "Chat", "Home", "Notes"}, {"Browser"}, {"Console", "Terminal"}};
 
-    EngineEnvironment environment() {
+    MaximizeEngine& launch() {
         EngineEnvironment env{ax,       workspace, screens,    *store,        drag,    events,
                               defaults, clock,     windowList, selfBundleID_, builtIns};
         env.log = [this](const std::string& line) {
             std::lock_guard<std::mutex> lock(logMutex_);
             log_.push_back(line);
         };
-        return env;
-    }
-
-    // A new engine with the settings loaded, as at application launch (the timer is not started:
-    // the test ticks by hand).
-    MaximizeEngine& launch() {
-        engine = MaximizeEngine::create(environment());
+        engine = MaximizeEngine::create(std::move(env));
         engine->loadPrefs();
         return *engine;
     }
-
-    // Quit and start again: pending placements are written at termination, then a new process
-    // reads them with a fresh engine and store. Windows and displays stay as they are.
+    // Quit and start again: pending placements are written at exit, then a new engine and store
+    // read them. Windows and displays stay as they are.
     MaximizeEngine& relaunch() {
-        releaseEngine();
+        engine->stop();
+        engine.reset();
         store->flushNow();
         store = std::make_unique<PlacementStore>(dir / "Mavo");
         return launch();
     }
-
-    // Stops the engine's timer, waits for its queue, and lets go of it: it is gone on return.
-    void releaseEngine() {
-        if (engine) engine->stop();
-        engine.reset();
-    }
-
-    // Lets go of the engine while its timer may be running, as a last owner going away would: a
-    // tick in progress keeps it alive until the tick ends, and then it is freed on its own queue.
-    // Waits until it is gone, since it must not outlive the fakes it uses.
+    // Lets go of the engine while its timer may run, as a last owner would, and waits until it is
+    // gone: it must not outlive the fakes it uses.
     void dropEngineAndWait() {
         std::weak_ptr<MaximizeEngine> weak = engine;
         engine.reset();
         while (!weak.expired()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 
-    // The platform's display list changes, and the screen cache takes its snapshot, as the
-    // application shell does before it tells the engine.
+    // The display list changes and the screen cache takes its snapshot, as the shell does.
     void setScreens(std::vector<ScreenInfo> list) {
         displays.setScreens(std::move(list));
         screens.refresh();
     }
-
-    // A display change as the application shell reports it.
     void changeDisplays(std::vector<ScreenInfo> list) {
         setScreens(std::move(list));
         engine->noteDisplayConfigChange();
@@ -162,28 +133,32 @@ class EngineHarness {
     }
 
     int32_t addApp(const std::string& bid, ActivationPolicy policy = ActivationPolicy::regular) {
-        int32_t pid = nextPid_++;
-        addAppWithPid(pid, bid.empty() ? std::nullopt : std::optional<std::string>(bid), policy);
-        return pid;
+        workspace.addRunning(
+            {nextPid_, bid.empty() ? std::nullopt : std::optional(bid), std::nullopt, policy});
+        return nextPid_++;
     }
-
-    void addAppWithPid(int32_t pid, std::optional<std::string> bid,
-                       ActivationPolicy policy = ActivationPolicy::regular) {
-        workspace.addRunning({pid, std::move(bid), std::nullopt, policy});
-    }
-
     WindowHandle addWindow(int32_t pid, const std::string& title, const Rect& frame) {
         return server.addWindow(pid, title, frame);
     }
-
-    // ---- time and the user's hand ------------------------------------------------------------
+    // A window of a new application.
+    WindowHandle open(const std::string& bid, const Rect& frame = {200, 150, 800, 600},
+                      const std::string& title = "Doc") {
+        return addWindow(addApp(bid), title, frame);
+    }
 
     void tick(bool force = false) { engine->tickAndWait(force); }
+    // A window's first tick, then one that sees it settled.
+    void tickAndStep(double seconds = 0.75) { tick(), step(seconds); }
     void advance(double seconds) { clock.advance(seconds); }
-    // One timer period later, the next tick.
-    void step(double seconds = 0.75) {
-        advance(seconds);
-        tick();
+    // One timer period (or `seconds`) later, the next tick; `times` over.
+    void step(double seconds = 0.75, int times = 1) {
+        for (int i = 0; i < times; ++i) advance(seconds), tick();
+    }
+    // The writes made over `ticks` more periods.
+    size_t writesOver(int ticks) {
+        server.clearWrites();
+        step(0.75, ticks);
+        return server.writeCount();
     }
 
     // The user drags or resizes the window with the mouse and lets go.
@@ -193,7 +168,6 @@ class EngineHarness {
         input.drag();
         input.release();
     }
-
     // A hand move just before a tick, then the tick that sees it settled (0.85 s after the hand
     // let go, inside the 1.2 s in which a change still counts as the hand's).
     void handMoveAndSettle(const WindowHandle& w, const Rect& frame) {
@@ -205,51 +179,30 @@ class EngineHarness {
     std::optional<Rect> frame(const WindowHandle& w) const { return server.frameOf(w); }
     std::optional<ManagedState> state(const WindowHandle& w) { return engine->windowState(w); }
 
-    // ---- what the user's machine shows -------------------------------------------------------
-
-    std::vector<std::string> logLines() const {
+    // The diagnostic log's lines from line `from` on.
+    Lines logLines(size_t from = 0) const {
         std::lock_guard<std::mutex> lock(logMutex_);
-        return log_;
+        return Lines(log_.begin() + std::ptrdiff_t(std::min(from, log_.size())), log_.end());
     }
-
-    // A mark to read only the lines written after it.
     size_t logMark() const { return logLines().size(); }
-    std::vector<std::string> linesSince(size_t mark) const {
-        auto lines = logLines();
-        return {lines.begin() + static_cast<std::ptrdiff_t>(std::min(mark, lines.size())),
-                lines.end()};
-    }
-
-    // Lines that begin with `prefix`.
-    std::vector<std::string> linesStartingWith(const std::string& prefix, size_t mark = 0) const {
-        std::vector<std::string> out;
-        for (const auto& line : linesSince(mark))
+    Lines linesStartingWith(const std::string& prefix, size_t from = 0) const {
+        Lines out;
+        for (const auto& line : logLines(from))
             if (line.rfind(prefix, 0) == 0) out.push_back(line);
         return out;
     }
 
     std::filesystem::path placementPath() const { return dir / "Mavo" / "placements.json"; }
-
-    // The placement file as it is on disk now; nothing when it does not exist or is not JSON.
-    std::optional<nlohmann::json> placementFile() const {
-        std::ifstream in(placementPath());
-        if (!in) return std::nullopt;
-        auto doc = nlohmann::json::parse(in, nullptr, false);
-        if (doc.is_discarded()) return std::nullopt;
-        return doc;
-    }
-
-    // Waits (real time) until the placement file exists and satisfies `ready`.
-    template <typename Pred>
-    std::optional<nlohmann::json> waitForPlacementFile(Pred ready, double seconds = 5.0) const {
-        auto deadline = std::chrono::steady_clock::now() +
-                        std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                            std::chrono::duration<double>(seconds));
-        while (std::chrono::steady_clock::now() < deadline) {
-            auto doc = placementFile();
-            if (doc && ready(*doc)) return doc;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
+    // The placement file on disk now, once it satisfies `ready` (waiting up to five real seconds).
+    std::optional<nlohmann::json> placementFile(
+        const std::function<bool(const nlohmann::json&)>& ready = nullptr) const {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(ready ? 5 : 0);
+        do {
+            std::ifstream in(placementPath());
+            auto doc = nlohmann::json::parse(in, nullptr, false);
+            if (in.is_open() && !doc.is_discarded() && (!ready || ready(doc))) return doc;
+            std::this_thread::sleep_for(std::chrono::milliseconds(ready ? 20 : 0));
+        } while (std::chrono::steady_clock::now() < deadline);
         return std::nullopt;
     }
 
@@ -259,8 +212,5 @@ class EngineHarness {
     std::vector<std::string> log_;
     int32_t nextPid_ = 100;
 };
-
-// The visible frame of primary1080() in accessibility coordinates: below the 25-point menu bar.
-inline constexpr Rect kPrimaryVisibleAX{0, 25, 1920, 1055};
 
 }  // namespace mavo::test

@@ -12,7 +12,7 @@
 
 namespace mavo::test {
 
-// Records every post instead of sending it; safe to use from several threads.
+// Records every post instead of sending it; safe from several threads.
 class FakeHttpSender final : public HttpSender {
   public:
     struct Post {
@@ -53,13 +53,12 @@ class FakeHttpSender final : public HttpSender {
     std::vector<double> waits_;
 };
 
-// System properties the test sets; counts how often they are read.
+// System properties the test sets, counting reads.
 class FakeSystemProps final : public SystemPropsSource {
   public:
     SystemProps read() const override {
         std::lock_guard<std::mutex> lock(mutex_);
-        ++reads_;
-        return props_;
+        return ++reads_, props_;
     }
     void set(SystemProps props) {
         std::lock_guard<std::mutex> lock(mutex_);

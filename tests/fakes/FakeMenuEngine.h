@@ -1,9 +1,7 @@
 #pragma once
 
-// FakeMenuEngine: the engine's menu-side settings as plain fields, with every call recorded.
-//   FakeMenuEngine engine;
-//   engine.excluded = {"org.b", "org.a"};  engine.cannotFill = 3;  engine.isPaused = true;
-//   engine.calls  // {"setPaused(true)", "persistPaused", "toggleExclusion(org.a)", ...}
+// FakeMenuEngine: the engine's menu-side settings as plain fields, every call recorded in `calls`
+// ("setPaused(true)", "toggleExclusion(org.a)", ...).
 
 #include <set>
 #include <string>

@@ -10,16 +10,12 @@ namespace mavo::test {
 class FakePermissions final : public Permissions {
   public:
     explicit FakePermissions(bool trusted = true) : trusted_(trusted) {}
-
     void setTrusted(bool trusted) { trusted_ = trusted; }
     int requestTrustCount() const { return requests_; }
     int openSettingsCount() const { return opens_; }
 
     bool isTrusted() override { return trusted_; }
-    bool requestTrust() override {
-        ++requests_;
-        return trusted_;
-    }
+    bool requestTrust() override { return ++requests_, trusted_; }
     void openSettings() override { ++opens_; }
 
   private:

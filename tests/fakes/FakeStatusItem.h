@@ -1,10 +1,7 @@
 #pragma once
 
-// Fakes for the status item's platform side.
-//   FakeStatusItem item;       item.visible, item.icons (every setIcon), item.toolTip
-//   FakeTimers timers;         timers.advance(1.5) fires what falls due (FakeTimers.h)
-//   FakePointer pointer;       pointer.moveTo({x, y}) sets the location and calls the monitors
-//   FakeLogin login;           login.enabled, login.toggles
+// Fakes for the status item's platform side: the item, the pointer and the login switch (the
+// timers are in FakeTimers.h).
 
 #include <algorithm>
 #include <functional>

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -8,24 +7,14 @@
 
 namespace mavo::test {
 
-// The window server's own on-screen list as the test sets it; starts empty and readable.
+// The window server's own on-screen list; starts empty and readable.
 class FakeWindowList final : public WindowListSource {
   public:
-    void setEntries(std::vector<WindowListEntry> entries) {
-        std::lock_guard l(mu_);
-        entries_ = std::move(entries);
-    }
-    void setUnreadable() {
-        std::lock_guard l(mu_);
-        entries_.reset();
-    }
-    std::optional<std::vector<WindowListEntry>> onScreenWindows() override {
-        std::lock_guard l(mu_);
-        return entries_;
-    }
+    void setEntries(std::vector<WindowListEntry> entries) { entries_ = std::move(entries); }
+    void setUnreadable() { entries_.reset(); }
+    std::optional<std::vector<WindowListEntry>> onScreenWindows() override { return entries_; }
 
   private:
-    std::mutex mu_;
     std::optional<std::vector<WindowListEntry>> entries_{std::in_place};
 };
 

@@ -1,9 +1,5 @@
 #pragma once
 
-// FifoFeeder: a FIFO planted where a file is expected. A reader that wrongly waits on it is fed
-// `text` after a grace period instead of hanging the test, so the test fails on what it read.
-//   FifoFeeder fifo(dir / "placements.json", validDocument);
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +13,8 @@
 
 namespace mavo::test {
 
+// A FIFO planted where a file is expected. A reader that wrongly waits on it is fed `text` after a
+// grace period instead of hanging the test, so the test fails on what it read.
 class FifoFeeder {
   public:
     FifoFeeder(const std::filesystem::path& path, std::string text) {
@@ -24,12 +22,10 @@ class FifoFeeder {
         feeder_ = std::thread([this, path, text = std::move(text)] {
             std::unique_lock lock(mu_);
             if (cv_.wait_for(lock, std::chrono::seconds(3), [this] { return done_; })) return;
-            // Succeeds only while a reader is blocked on the FIFO.
+            // Opens only while a reader is blocked on the FIFO.
             int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
             if (fd < 0) return;
-            if (::write(fd, text.data(), text.size()) < 0) {
-                // the reader went away: nothing to feed
-            }
+            [[maybe_unused]] auto written = ::write(fd, text.data(), text.size());
             ::close(fd);
         });
     }

@@ -3,37 +3,28 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "fakes/EngineHarness.h"
 
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
+const std::vector<ScreenInfo> kBoth{primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")};
+const std::vector<ScreenInfo> kLaptop{primary1080()};
 
-std::vector<ScreenInfo> bothDisplays() {
-    return {primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")};
-}
-std::vector<ScreenInfo> laptopOnly() {
-    return {primary1080()};
-}
-
-size_t count(const std::vector<std::string>& lines, const std::string& prefix) {
-    size_t n = 0;
-    for (const auto& l : lines) n += l.rfind(prefix, 0) == 0;
-    return n;
+size_t count(const Lines& lines, const std::string& prefix) {
+    return std::ranges::count_if(lines, [&](auto& l) { return l.rfind(prefix, 0) == 0; });
 }
 
 TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
-    EngineHarness h(bothDisplays());
+    EngineHarness h(kBoth);
     h.launch();
-    int32_t editor = h.addApp(kEditor);
+    auto doc = h.open("com.example.editor");
     int32_t viewer = h.addApp("com.example.viewer");
-    int32_t other = h.addApp("com.example.other");
-    auto doc = h.addWindow(editor, "Doc", {200, 150, 800, 600});
     auto view = h.addWindow(viewer, "View", {300, 300, 800, 600});
-    auto gone = h.addWindow(other, "Gone", {400, 300, 800, 600});
-    h.tick();
-    h.step();
+    auto gone = h.open("com.example.other", {400, 300, 800, 600});
+    h.tickAndStep();
     Rect onBoth{144, 25, 1632, 1055};
     h.handMoveAndSettle(doc, onBoth);
     ASSERT_TRUE(h.store->get("EXT+PRIMARY|com.example.editor|"));
@@ -42,30 +33,25 @@ TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
     // The external display goes away.
     size_t mark = h.logMark();
     h.server.clearWrites();
-    h.changeDisplays(laptopOnly());
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{"display reconfigure — observe-only for 1.2s"}));
+    h.changeDisplays(kLaptop);
+    EXPECT_EQ(h.logLines(mark), Lines{"display reconfigure — observe-only for 1.2s"});
 
     // While it settles: windows moved by the system are not corrected, a closed window keeps its
     // state, a new window is met but not moved, and nothing is stored.
     h.server.setFrame(view, {500, 300, 800, 600});
     h.server.removeWindow(gone);
     auto fresh = h.addWindow(viewer, "New", {600, 300, 800, 600});
-    h.step(0.4);
-    h.step(0.4);
+    h.step(0.4, 2);
     EXPECT_EQ(h.server.writeCount(), 0u);
     EXPECT_EQ(h.engine->trackedWindowCount(), 4u);
-    ASSERT_TRUE(h.state(fresh));
     EXPECT_EQ(h.state(fresh)->disposition, Disposition::managed);
     EXPECT_EQ(h.store->count(), 1u);
-    EXPECT_EQ(h.linesSince(mark).size(), 1u);
 
     // The period is over: judged again, the closed window forgotten, every state flagged.
     h.step(0.45);
     EXPECT_EQ(h.engine->trackedWindowCount(), 3u);
-    EXPECT_EQ(count(h.linesSince(mark), "config settled — re-adopting "), 1u);
     EXPECT_EQ(h.linesStartingWith("config settled", mark),
-              (std::vector<std::string>{"config settled — re-adopting 3 windows"}));
+              Lines{"config settled — re-adopting 3 windows"});
     EXPECT_EQ(h.frame(view), kPrimaryVisibleAX);
     EXPECT_EQ(h.frame(fresh), kPrimaryVisibleAX);
     EXPECT_TRUE(h.state(doc)->needsStoreReadopt);
@@ -74,8 +60,8 @@ TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
     h.step();
     EXPECT_FALSE(h.state(doc)->needsStoreReadopt);
     EXPECT_FALSE(h.state(doc)->rememberedTarget);
-    for (int i = 0; i < 3; ++i) h.step();
-    EXPECT_EQ(count(h.linesSince(mark), "config settled"), 1u);
+    h.step(0.75, 3);
+    EXPECT_EQ(count(h.logLines(mark), "config settled"), 1u);
 
     // On the laptop alone the user puts it elsewhere: stored for this arrangement.
     h.step(1.5);
@@ -87,13 +73,13 @@ TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
 
     // The external display comes back: the placement made with it is taken up again.
     mark = h.logMark();
-    h.changeDisplays(bothDisplays());
+    h.changeDisplays(kBoth);
     h.step(0.6);
     h.step(0.65);  // settled
     EXPECT_EQ(h.frame(doc), onLaptop);
     h.step();  // re-adopted and restored
     EXPECT_EQ(h.frame(doc), onBoth);
-    auto lines = h.linesSince(mark);
+    auto lines = h.logLines(mark);
     EXPECT_EQ(count(lines, "config settled — re-adopting 3 windows"), 1u);
     EXPECT_EQ(count(lines, "readopt(config) frame=(144.0,25.0 1632.0×1055.0)"), 1u);
     EXPECT_EQ(count(lines, "restore \"Doc\" target=(144.0,25.0 1632.0×1055.0)"), 1u);
@@ -101,39 +87,35 @@ TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
 }
 
 TEST(DisplayChangeScenario, SecondChangeExtendsThePeriodFromItself) {
-    EngineHarness h(bothDisplays());
+    EngineHarness h(kBoth);
     h.launch();
-    auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
-    h.tick();
-    h.step();
-
-    h.changeDisplays(laptopOnly());
+    auto w = h.open("com.example.editor");
+    h.tickAndStep();
+    h.changeDisplays(kLaptop);
     h.advance(1.0);
-    h.changeDisplays(bothDisplays());  // 1.0 s later: now settles at +2.2 s
+    h.changeDisplays(kBoth);  // 1.0 s later: now settles at +2.2 s
     h.server.setFrame(w, {300, 200, 800, 600});
-    h.step(0.4);   // +1.4
-    h.step(0.4);   // +1.8
-    h.step(0.35);  // +2.15
+    h.step(0.4, 2);  // +1.8
+    h.step(0.35);    // +2.15
     EXPECT_EQ(h.frame(w), (Rect{300, 200, 800, 600}));
     EXPECT_TRUE(h.linesStartingWith("config settled").empty());
     h.step(0.1);  // +2.25: over
     EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
     EXPECT_EQ(h.linesStartingWith("config settled"),
-              (std::vector<std::string>{"config settled — re-adopting 1 windows"}));
+              Lines{"config settled — re-adopting 1 windows"});
     EXPECT_EQ(h.linesStartingWith("display reconfigure").size(), 2u);
 }
 
 TEST(DisplayChangeScenario, TopCenterSizeIsReadoptedForCentredWindows) {
-    EngineHarness h(bothDisplays());
+    EngineHarness h(kBoth);
     h.launch();
     h.engine->toggleTopCenter("com.example.notes");
-    auto w = h.addWindow(h.addApp("com.example.notes"), "Notes", {100, 100, 800, 600});
-    h.tick();
-    h.step(2.5);
+    auto w = h.open("com.example.notes", {100, 100, 800, 600});
+    h.tickAndStep(2.5);
     h.handMoveAndSettle(w, {364.8, 27, 1000, 700});  // resized by hand: remembered
     ASSERT_TRUE(h.state(w)->topCenterSize);
 
-    h.changeDisplays(laptopOnly());
+    h.changeDisplays(kLaptop);
     h.step(0.6);
     h.step(0.7);  // settled
     h.step();     // re-adopted: no size for this arrangement, back to the default size
@@ -141,14 +123,13 @@ TEST(DisplayChangeScenario, TopCenterSizeIsReadoptedForCentredWindows) {
     h.step();
     EXPECT_NEAR(h.frame(w)->width, 0.62 * 1920, 1e-9);
 
-    h.changeDisplays(bothDisplays());
+    h.changeDisplays(kBoth);
     h.step(0.6);
     h.step(0.7);
     h.step();
-    auto size = h.state(w)->topCenterSize;
-    ASSERT_TRUE(size);
-    EXPECT_NEAR(size->width, 1000, 1e-9);
-    EXPECT_NEAR(size->height, 700, 1e-9);
+    auto size = h.state(w)->topCenterSize.value_or(Size{});
+    EXPECT_NEAR(size.width, 1000, 1e-9);
+    EXPECT_NEAR(size.height, 700, 1e-9);
     EXPECT_NEAR(h.frame(w)->x, 460, 1e-9);
     EXPECT_NEAR(h.frame(w)->width, 1000, 1e-9);
 }

@@ -9,80 +9,52 @@
 namespace mavo::test {
 namespace {
 
-using Strings = std::vector<std::string>;
-
-TEST(EnginePrefs, FirstLaunchSeedsInstalledBuiltInExclusionsOnce) {
+TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
     EngineHarness h;
-    h.workspace.addInstalled("Calculator", "Calculator");
-    h.workspace.addInstalled("Notes", "Notes");
-    h.workspace.addInstalled("Chat", "Chat");
-    h.workspace.addInstalled("com.example.editor", "Editor");
+    for (auto bid : {"Calculator", "Notes", "Chat", "com.example.editor"})
+        h.workspace.addInstalled(bid, bid);
     h.launch();
-
-    Strings seeded{"Calculator", "Chat", "Notes"};
+    const Lines seeded{"Calculator", "Chat", "Notes"};
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), seeded);
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), seeded);
-    EXPECT_EQ(h.logLines(), (Strings{"seeded default excludes: "
-                                     "Calculator,Chat,Notes"}));
+    EXPECT_EQ(h.logLines(), Lines{"seeded default excludes: Calculator,Chat,Notes"});
     MaximizeEngine& e = *h.engine;
-    EXPECT_TRUE(e.excludesBundleID("Notes"));
     EXPECT_FALSE(e.excludesBundleID("com.example.editor"));
     EXPECT_TRUE(e.topCenterMode());
     EXPECT_TRUE(e.focusSizeBigDisplays());
     EXPECT_TRUE(e.maximizeExistingOnStartup());
     EXPECT_FALSE(e.paused());
 
-    // Second launch: nothing new to offer, nothing written or logged.
+    // Nothing new to offer: nothing written or logged. One the user removed is never added back.
+    h.engine->toggleExclusion("Notes");
     h.defaults.clearWrites();
     size_t mark = h.logMark();
     h.relaunch();
     EXPECT_TRUE(h.defaults.writtenKeys().empty());
-    EXPECT_TRUE(h.linesSince(mark).empty());
+    EXPECT_TRUE(h.logLines(mark).empty());
     EXPECT_TRUE(h.engine->excludesBundleID("Chat"));
-}
-
-TEST(EnginePrefs, ExclusionTheUserRemovedIsNeverAddedBack) {
-    EngineHarness h;
-    h.workspace.addInstalled("Notes", "Notes");
-    h.launch();
-    h.engine->toggleExclusion("Notes");
     EXPECT_FALSE(h.engine->excludesBundleID("Notes"));
-    h.relaunch();
-    h.relaunch();
-    EXPECT_FALSE(h.engine->excludesBundleID("Notes"));
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Strings{});
-}
 
-TEST(EnginePrefs, BuiltInExclusionInstalledLaterIsOfferedOnALaterLaunch) {
-    EngineHarness h;
-    h.workspace.addInstalled("Notes", "Notes");
-    h.launch();
+    // One installed later is offered on a later launch.
     h.workspace.addInstalled("Home", "Home");
-    size_t mark = h.logMark();
     h.relaunch();
-    EXPECT_EQ(h.linesSince(mark), (Strings{"seeded default excludes: Home"}));
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), (Strings{"Home", "Notes"}));
-    EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), (Strings{"Home", "Notes"}));
+    EXPECT_EQ(h.logLines(mark), Lines{"seeded default excludes: Home"});
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), (Lines{"Calculator", "Chat", "Home"}));
+    EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"),
+              (Lines{"Calculator", "Chat", "Home", "Notes"}));
 }
 
-TEST(EnginePrefs, TopCenterModeFallsBackToTheOlderKey) {
-    {
+TEST(EnginePrefs, TopCenterModeFallsBackToTheOlderKeyWhichIsOnlyRead) {
+    for (bool newer : {false, true}) {
         EngineHarness h;
         h.defaults.set("floatUtilityWindows", false);
+        if (newer) h.defaults.set("topCenterMode", true);
         h.launch();
-        EXPECT_FALSE(h.engine->topCenterMode());
-    }
-    {
-        EngineHarness h;
-        h.defaults.set("floatUtilityWindows", false);
-        h.defaults.set("topCenterMode", true);
-        h.launch();
-        EXPECT_TRUE(h.engine->topCenterMode());
-        // The older key is only read.
-        h.engine->setTopCenterMode(false);
+        EXPECT_EQ(h.engine->topCenterMode(), newer);
+        h.engine->setTopCenterMode(!newer);
         h.engine->persistTopCenterMode();
         EXPECT_EQ(h.defaults.writeCount("floatUtilityWindows"), 1);  // the test's own write
-        EXPECT_EQ(h.defaults.object("topCenterMode"), nlohmann::json(false));
+        EXPECT_EQ(h.defaults.object("topCenterMode"), nlohmann::json(!newer));
     }
 }
 
@@ -107,7 +79,7 @@ TEST(EnginePrefs, StoredValuesAreLoadedAndWrongTypesReadAsAbsentOrEmpty) {
               (std::set<std::string>{"Console", "Terminal", "org.example.term"}));
 }
 
-TEST(EnginePrefs, SettersDoNotPersistButPersistOperationsDo) {
+TEST(EnginePrefs, SettersWaitForPersistButTogglesPersistThemselvesIndependently) {
     EngineHarness h;
     h.launch();
     MaximizeEngine& e = *h.engine;
@@ -117,44 +89,30 @@ TEST(EnginePrefs, SettersDoNotPersistButPersistOperationsDo) {
     e.setFocusSizeBigDisplays(false);
     EXPECT_TRUE(h.defaults.writtenKeys().empty());
     EXPECT_TRUE(e.paused());
-
     e.persistPaused();
     e.persistTopCenterMode();
     e.persistFocusSizeBigDisplays();
-    EXPECT_EQ(h.defaults.object("paused"), nlohmann::json(true));
-    EXPECT_EQ(h.defaults.object("topCenterMode"), nlohmann::json(false));
-    EXPECT_EQ(h.defaults.object("focusSizeBigDisplays"), nlohmann::json(false));
 
-    h.relaunch();
-    EXPECT_TRUE(h.engine->paused());
-    EXPECT_FALSE(h.engine->topCenterMode());
-    EXPECT_FALSE(h.engine->focusSizeBigDisplays());
-}
-
-TEST(EnginePrefs, TogglesPersistThemselvesAndAreIndependent) {
-    EngineHarness h;
-    h.launch();
-    MaximizeEngine& e = *h.engine;
-    e.toggleExclusion("com.example.a");
-    e.toggleTopCenter("com.example.a");
-    e.toggleMaximizeApp("com.example.a");
-    EXPECT_TRUE(e.excludesBundleID("com.example.a"));
-    EXPECT_TRUE(e.topCentersBundleID("com.example.a"));
-    EXPECT_TRUE(e.maximizesBundleID("com.example.a"));
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Strings{"com.example.a"});
-    EXPECT_EQ(h.defaults.strings("topCenterApps"), Strings{"com.example.a"});
-    EXPECT_EQ(h.defaults.strings("maximizeApps"), Strings{"com.example.a"});
-
-    e.toggleExclusion("com.example.a");
-    EXPECT_FALSE(e.excludesBundleID("com.example.a"));
-    EXPECT_TRUE(e.topCentersBundleID("com.example.a"));
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Strings{});
+    const std::string a = "com.example.a";
+    e.toggleExclusion(a);
+    e.toggleTopCenter(a);
+    e.toggleMaximizeApp(a);
+    EXPECT_EQ(h.defaults.strings("topCenterApps"), Lines{a});
+    EXPECT_EQ(h.defaults.strings("maximizeApps"), Lines{a});
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Lines{a});
+    e.toggleExclusion(a);
+    EXPECT_FALSE(e.excludesBundleID(a));
+    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Lines{});
     EXPECT_EQ(h.defaults.writeCount("excludedBundleIDs"), 2);
 
     h.relaunch();
-    EXPECT_FALSE(h.engine->excludesBundleID("com.example.a"));
-    EXPECT_TRUE(h.engine->topCentersBundleID("com.example.a"));
-    EXPECT_TRUE(h.engine->maximizesBundleID("com.example.a"));
+    MaximizeEngine& again = *h.engine;
+    EXPECT_TRUE(again.paused());
+    EXPECT_FALSE(again.topCenterMode());
+    EXPECT_FALSE(again.focusSizeBigDisplays());
+    EXPECT_FALSE(again.excludesBundleID(a));
+    EXPECT_TRUE(again.topCentersBundleID(a));
+    EXPECT_TRUE(again.maximizesBundleID(a));
 }
 
 TEST(EnginePrefs, LoadingSettingsLoadsThePlacementStore) {
@@ -166,9 +124,8 @@ TEST(EnginePrefs, LoadingSettingsLoadsThePlacementStore) {
     EXPECT_EQ(h.store->count(), 0u);
     h.launch();
     EXPECT_EQ(h.store->count(), 1u);
-
-    // And a window of that application is restored to it at first sight.
-    auto w = h.addWindow(h.addApp("com.example.editor"), "Doc", {300, 150, 800, 600});
+    // A window of that application is restored to it at first sight.
+    auto w = h.open("com.example.editor", {300, 150, 800, 600});
     h.tick();
     EXPECT_EQ(h.frame(w), (Rect{192, 25 + 105.5, 960, 527.5}));
 }

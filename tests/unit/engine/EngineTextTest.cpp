@@ -48,7 +48,6 @@ TEST(WindowKeyTest, SameWindowThroughTwoHandlesIsOneKey) {
 }
 
 TEST(RectStrTest, OneDecimalAndTheMultiplicationSign) {
-    EXPECT_EQ(rectStr({0, 25, 1440, 875}), "(0.0,25.0 1440.0×875.0)");
     EXPECT_EQ(rectStr({-1920, -0.25, 364.84, 1e4}), "(-1920.0,-0.2 364.8×10000.0)");
     EXPECT_EQ(shortestDecimal(1.2), "1.2");
     EXPECT_EQ(shortestDecimal(2.0), "2");
@@ -57,33 +56,31 @@ TEST(RectStrTest, OneDecimalAndTheMultiplicationSign) {
 TEST(PlacementKeyTest, TitleCountsOnlyWithTwoOrMoreWindows) {
     EXPECT_EQ(placementKeyFor("A+B", "com.x", 1, "Report"), "A+B|com.x|");
     EXPECT_EQ(placementKeyFor("A+B", "com.x", 0, "Report"), "A+B|com.x|");
-    EXPECT_EQ(placementKeyFor("A+B", "com.x", 2, "Report"), "A+B|com.x|report");
+    EXPECT_EQ(placementKeyFor("A+B", "com.x", 2, "Report — Edited"), "A+B|com.x|report");
     EXPECT_FALSE(placementKeyFor("A+B", "", 2, "Report"));
     EXPECT_FALSE(placementKeyFor("", "com.x", 2, "Report"));
 }
 
-TEST(PlacementKeyTest, EditedMarkIsCutCaseInsensitively) {
-    EXPECT_EQ(placementKeyFor("S", "b", 2, "Report — Edited"),
-              placementKeyFor("S", "b", 2, "report"));
-    EXPECT_EQ(normalizedPlacementTitle("Report — EDITED"), "report");
-    EXPECT_EQ(normalizedPlacementTitle("Draft — Edited copy — Edited"), "draft");
-    EXPECT_EQ(normalizedPlacementTitle("Report - Edited"), "report - edited");  // a plain hyphen
-    EXPECT_EQ(normalizedPlacementTitle("Report —Edited"), "report —edited");
-    EXPECT_EQ(normalizedPlacementTitle("— Edited"), "— edited");  // nothing before the mark
-}
-
-TEST(PlacementKeyTest, TitleIsLowercasedAndTrimmedInEveryScript) {
-    EXPECT_EQ(normalizedPlacementTitle("  My  Doc\n\t"), "my  doc");
-    EXPECT_EQ(normalizedPlacementTitle("\u00a0\u2003Notes\u3000"), "notes");
-    EXPECT_EQ(normalizedPlacementTitle("ÜBER Ärger — Edited"), "über ärger");
-    EXPECT_EQ(normalizedPlacementTitle("ΣΟΦΙΑ"), "σοφια");
-    EXPECT_EQ(normalizedPlacementTitle(""), "");
-    EXPECT_EQ(normalizedPlacementTitle(" \n "), "");
-    // Bytes that are not UTF-8 are kept as they are.
-    EXPECT_EQ(normalizedPlacementTitle("A\xff"
-                                       "B"),
+// Trimmed and lowercased in every script, an edited mark cut case-insensitively; bytes that are
+// not UTF-8 kept as they are.
+TEST(PlacementKeyTest, TitlesAreNormalized) {
+    for (auto [title, normalized] : std::initializer_list<std::pair<const char*, const char*>>{
+             {"Report — EDITED", "report"},
+             {"Draft — Edited copy — Edited", "draft"},
+             {"Report - Edited", "report - edited"},  // a plain hyphen
+             {"Report —Edited", "report —edited"},
+             {"— Edited", "— edited"},  // nothing before the mark
+             {"  My  Doc\n\t", "my  doc"},
+             {"\u00a0\u2003Notes\u3000", "notes"},
+             {"ÜBER Ärger — Edited", "über ärger"},
+             {"ΣΟΦΙΑ", "σοφια"},
+             {" \n ", ""},
+             {"A\xff"
+              "B",
               "a\xff"
-              "b");
+              "b"},
+         })
+        EXPECT_EQ(normalizedPlacementTitle(title), normalized) << title;
 }
 
 TEST(PlacementKeyTest, EngineKeysWithTheCurrentDisplays) {

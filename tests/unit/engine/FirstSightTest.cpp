@@ -32,7 +32,7 @@ TEST(FirstSight, AWindowStillResizingItselfTeachesNothingAndIsJudgedAgainByTheTi
 
     // A window that sizes in cells is still learnt, by the tick that judges it again.
     auto term = h.addWindow(h.addApp("com.example.term"), "Term", {100, 100, 500, 400});
-    h.server.setResizeBehaviour(term, ResizeBehaviour::cells(9, 18));
+    h.server.setResizeBehaviour(term, ResizeBehaviour::cells(9, 18, 0, 0));
     h.engine->evaluateNewWindows();
     h.engine->drain();
     h.tick();

@@ -10,74 +10,56 @@
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
-const std::string kNotes = "com.example.notes";
 const Rect kEightyFive{144, 25, 1632, 1055};
-
-WindowHandle maximized(EngineHarness& h) {
-    auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
-    h.tick();
-    h.step(2.5);
-    return w;
-}
-
-WindowHandle utility(EngineHarness& h) {
-    h.engine->toggleTopCenter(kNotes);
-    auto w = h.addWindow(h.addApp(kNotes), "Notes", {100, 100, 800, 600});
-    h.tick();
-    h.step(2.5);
-    return w;
-}
 
 TEST(HandTimingScenario, GestureIsTheUsersWhateverThePhaseOfTheTickItEndedIn) {
     struct Row {
         const char* what;
-        std::function<WindowHandle(EngineHarness&)> setUp;
+        bool topCentred;            // else a maximized window
+        std::optional<Rect> first;  // an earlier gesture, long settled
         Rect draggedTo;
         Rect kept;           // where the window is once the gesture has been judged
         bool correctsDrift;  // afterwards the engine holds it there again
         std::function<void(const ManagedState&)> check;
     };
     const Row rows[] = {
-        {"move to a custom frame", maximized, kEightyFive, kEightyFive, true,
-         [](const ManagedState& s) { EXPECT_EQ(s.rememberedTarget, kEightyFive); }},
+        {"move to a custom frame",
+         false,
+         {},
+         kEightyFive,
+         kEightyFive,
+         true,
+         [](auto& s) { EXPECT_EQ(s.rememberedTarget, kEightyFive); }},
         {"resize of a top-centred window",
-         utility,
+         true,
+         {},
          {364.8, 27, 1000, 700},
          {460, 27, 1000, 700},
          true,
-         [](const ManagedState& s) {
+         [](auto& s) {
              EXPECT_EQ(s.topCenterSize, (Size{1000, 700}));
          }},
         {"snap to the left half",
-         maximized,
+         false,
+         {},
          {0, 25, 960, 1055},
          {0, 25, 960, 1055},
          false,
-         [](const ManagedState& s) { EXPECT_EQ(s.disposition, Disposition::userArranged); }},
+         [](auto& s) { EXPECT_EQ(s.disposition, Disposition::userArranged); }},
         {"drag back over 92 %",
-         [](EngineHarness& h) {
-             auto w = maximized(h);
-             h.handMoveAndSettle(w, kEightyFive);
-             h.step(2.5);
-             return w;
-         },
+         false,
+         kEightyFive,
          {76.8, 25, 1766.4, 1055},
          kPrimaryVisibleAX,
          true,
-         [](const ManagedState& s) { EXPECT_FALSE(s.rememberedTarget); }},
+         [](auto& s) { EXPECT_FALSE(s.rememberedTarget); }},
         {"drag out of a user maximize",
-         [](EngineHarness& h) {
-             auto w = utility(h);
-             h.handMoveAndSettle(w, kPrimaryVisibleAX);
-             h.step(2.5);
-             EXPECT_TRUE(h.state(w)->userMaximized);
-             return w;
-         },
+         true,
+         kPrimaryVisibleAX,
          {200, 100, 1000, 700},
          {460, 27, 1000, 700},
          true,
-         [](const ManagedState& s) { EXPECT_FALSE(s.userMaximized); }},
+         [](auto& s) { EXPECT_FALSE(s.userMaximized); }},
     };
     for (const Row& row : rows) {
         for (int i = 1; i < 15; ++i) {
@@ -86,11 +68,18 @@ TEST(HandTimingScenario, GestureIsTheUsersWhateverThePhaseOfTheTickItEndedIn) {
                          " s after a tick");
             EngineHarness h;
             h.launch();
-            WindowHandle w = row.setUp(h);
+            std::string bid = row.topCentred ? "com.example.notes" : kEditor;
+            if (row.topCentred) h.engine->toggleTopCenter(bid);
+            auto w = h.open(bid);
+            h.tickAndStep(2.5);
+            if (row.first) {
+                h.handMoveAndSettle(w, *row.first);
+                h.step(2.5);
+            }
             h.advance(phase);
             h.handMove(w, row.draggedTo);
             h.step(0.75 - phase);
-            for (int k = 0; k < 3; ++k) h.step();
+            h.step(0.75, 3);
             auto frame = h.frame(w);
             ASSERT_TRUE(frame);
             EXPECT_NEAR(frame->x, row.kept.x, 1e-9);
@@ -100,8 +89,7 @@ TEST(HandTimingScenario, GestureIsTheUsersWhateverThePhaseOfTheTickItEndedIn) {
             // Long after the gesture, a move the user did not make is still undone.
             h.step(2.5);
             h.server.setFrame(w, {frame->x + 10, frame->y + 10, frame->width, frame->height});
-            h.step();
-            h.step();
+            h.step(0.75, 2);
             EXPECT_EQ(h.frame(w)->origin() == frame->origin(), row.correctsDrift);
         }
     }

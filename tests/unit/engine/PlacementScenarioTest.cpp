@@ -12,130 +12,93 @@
 namespace mavo::test {
 namespace {
 
-const std::string kEditor = "com.example.editor";
 const std::string kKey = "PRIMARY|com.example.editor|";
+const Rect kCustom{144, 25, 1632, 1055};  // 85 % of the visible frame
 
 // A maximized, settled window of a single-window application.
-struct MaximizedWindow {
-    EngineHarness h;
-    int32_t pid = 0;
+struct MaximizedWindow : EngineHarness {
     WindowHandle w;
-
     MaximizedWindow() {
-        h.launch();
-        pid = h.addApp(kEditor);
-        w = h.addWindow(pid, "Doc", {200, 150, 800, 600});
-        h.tick();
-        h.step();
-        EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+        launch();
+        w = open(kEditor);
+        tickAndStep();
     }
 };
 
-bool hasRecord(const nlohmann::json& doc, const std::string& key) {
-    return doc.contains("records") && doc["records"].contains(key);
+bool hasRecord(const nlohmann::json& doc) {
+    return doc.contains("records") && doc["records"].contains(kKey);
 }
 
 TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
-    MaximizedWindow m;
-    EngineHarness& h = m.h;
+    MaximizedWindow h;
     size_t mark = h.logMark();
-
-    Rect first{144, 25, 1632, 1055};  // 85 % of the visible frame
-    h.handMoveAndSettle(m.w, first);
+    h.handMoveAndSettle(h.w, kCustom);
     auto putAt = std::chrono::steady_clock::now();
     double wallAtPut = h.clock.wallClock();
-
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{"remember(custom) frame=(144.0,25.0 1632.0×1055.0)"}));
+    EXPECT_EQ(h.logLines(mark), Lines{"remember(custom) frame=(144.0,25.0 1632.0×1055.0)"});
     EXPECT_EQ(h.events.count("placement_remembered"), 1);
-    auto s = h.state(m.w);
-    EXPECT_EQ(s->disposition, Disposition::managed);
-    EXPECT_EQ(s->rememberedTarget, first);
-    EXPECT_EQ(h.frame(m.w), first);
+    EXPECT_EQ(h.state(h.w)->rememberedTarget, kCustom);
+    EXPECT_EQ(h.frame(h.w), kCustom);
 
     // The store writes two seconds after the change, not at once.
-    EXPECT_FALSE(h.placementFile().has_value());
     std::this_thread::sleep_until(putAt + std::chrono::milliseconds(1500));
-    EXPECT_FALSE(h.placementFile().has_value());
-    auto doc = h.waitForPlacementFile([](const auto& d) { return hasRecord(d, kKey); });
-    ASSERT_TRUE(doc.has_value());
+    EXPECT_FALSE(h.placementFile());
+    auto doc = h.placementFile(hasRecord);
+    ASSERT_TRUE(doc);
     EXPECT_GE(std::chrono::steady_clock::now() - putAt, std::chrono::milliseconds(1900));
     EXPECT_EQ((*doc)["version"], 1);
     EXPECT_EQ((*doc)["records"].size(), 1u);
     const auto& record = (*doc)["records"][kKey];
     EXPECT_EQ(record["displayUUID"], "PRIMARY");
-    EXPECT_DOUBLE_EQ(record["rel"]["fx"].get<double>(), 144.0 / 1920);
-    EXPECT_DOUBLE_EQ(record["rel"]["fy"].get<double>(), 0.0);
-    EXPECT_DOUBLE_EQ(record["rel"]["fw"].get<double>(), 1632.0 / 1920);
-    EXPECT_DOUBLE_EQ(record["rel"]["fh"].get<double>(), 1.0);
+    EXPECT_EQ(
+        record["rel"],
+        (nlohmann::json{{"fx", 144.0 / 1920}, {"fy", 0.0}, {"fw", 1632.0 / 1920}, {"fh", 1.0}}));
     EXPECT_DOUBLE_EQ(record["updatedAt"].get<double>(), referenceDateFromUnix(wallAtPut));
-    EXPECT_FALSE(record.contains("topCenter"));
-    EXPECT_FALSE(record.contains("maximized"));
+    EXPECT_FALSE(record.contains("topCenter") || record.contains("maximized"));
 
     // Moved again by hand: stored again, but the first placement was the one worth telling.
     h.step(1.5);
     Rect second{200, 25, 1632, 1055};
-    h.handMoveAndSettle(m.w, second);
+    h.handMoveAndSettle(h.w, second);
     EXPECT_EQ(h.events.count("placement_remembered"), 1);
-    EXPECT_EQ(h.state(m.w)->rememberedTarget, second);
 
     // Quit; the application later reopens its window at its own default frame.
-    h.server.setFrame(m.w, {300, 200, 800, 600});
+    h.server.setFrame(h.w, {300, 200, 800, 600});
     h.relaunch();
     mark = h.logMark();
     h.tick();
-    EXPECT_EQ(h.frame(m.w), second);
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{
-                  "restore \"Doc\" target=(200.0,25.0 1632.0×1055.0) achieved=(200.0,25.0 "
-                  "1632.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false",
-                  "restore(persisted) frame=(200.0,25.0 1632.0×1055.0)"}));
-    s = h.state(m.w);
+    EXPECT_EQ(h.frame(h.w), second);
+    EXPECT_EQ(h.logLines(mark),
+              (Lines{"restore \"Doc\" target=(200.0,25.0 1632.0×1055.0) achieved=(200.0,25.0 "
+                     "1632.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false",
+                     "restore(persisted) frame=(200.0,25.0 1632.0×1055.0)"}));
+    auto s = h.state(h.w);
     EXPECT_EQ(s->rememberedTarget, second);
     EXPECT_EQ(s->bestFitFrame, second);
     EXPECT_EQ(s->lastTargetFrame, second);  // the apply's own target
 }
 
-TEST(PlacementScenario, DragBackOverMostOfTheDisplayForgetsThePlacementAndMaximizes) {
-    MaximizedWindow m;
-    EngineHarness& h = m.h;
-    h.handMoveAndSettle(m.w, {144, 25, 1632, 1055});
-    ASSERT_TRUE(
-        h.waitForPlacementFile([](const auto& d) { return hasRecord(d, kKey); }).has_value());
+TEST(PlacementScenario, DragBackOverNinetyPercentOfTheDisplayForgetsThePlacementAndMaximizes) {
+    MaximizedWindow h;
+    h.handMoveAndSettle(h.w, {0, 25, 1727.9, 1055});  // just under 90 %: a custom placement
+    ASSERT_TRUE(h.placementFile(hasRecord));
 
     h.step(1.5);
     size_t mark = h.logMark();
-    Rect nearlyFull{76.8, 25, 1766.4, 1055};  // 92 %
-    h.handMoveAndSettle(m.w, nearlyFull);
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{
-                  "reclaim→max frame=(76.8,25.0 1766.4×1055.0)",
-                  "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) achieved=(0.0,25.0 "
-                  "1920.0×1055.0) Δw=0.0 Δh=0.0 iters=0 mem=false"}));
-    EXPECT_EQ(h.frame(m.w), kPrimaryVisibleAX);
-    EXPECT_FALSE(h.state(m.w)->rememberedTarget);
-    EXPECT_EQ(h.events.count("placement_remembered"), 1);
+    h.handMoveAndSettle(h.w, {100, 25, 1728, 1055});  // exactly 90 %
+    EXPECT_EQ(h.logLines(mark), (Lines{"reclaim→max frame=(100.0,25.0 1728.0×1055.0)",
+                                       "apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
+                                       "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
+                                       "iters=0 mem=false"}));
+    EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
+    EXPECT_FALSE(h.state(h.w)->rememberedTarget);
     EXPECT_FALSE(h.store->get(kKey));
-    EXPECT_TRUE(
-        h.waitForPlacementFile([](const auto& d) { return !hasRecord(d, kKey); }).has_value());
+    EXPECT_TRUE(h.placementFile([](const auto& d) { return !hasRecord(d); }));
 
     // A later hand drag is a new first placement again.
     h.step(1.5);
-    h.handMoveAndSettle(m.w, {144, 25, 1632, 1055});
+    h.handMoveAndSettle(h.w, kCustom);
     EXPECT_EQ(h.events.count("placement_remembered"), 2);
-}
-
-TEST(PlacementScenario, ReclaimThresholdIsNinetyPercent) {
-    MaximizedWindow m;
-    EngineHarness& h = m.h;
-    // Just under 90 %: a custom placement.
-    h.handMoveAndSettle(m.w, {0, 25, 1727.9, 1055});
-    EXPECT_TRUE(h.state(m.w)->rememberedTarget);
-    h.step(1.5);
-    // Exactly 90 %: reclaimed.
-    h.handMoveAndSettle(m.w, {100, 25, 1728, 1055});
-    EXPECT_FALSE(h.state(m.w)->rememberedTarget);
-    EXPECT_EQ(h.frame(m.w), kPrimaryVisibleAX);
 }
 
 TEST(PlacementScenario, TitlesKeyPlacementsOnlyForApplicationsWithSeveralWindows) {
@@ -144,14 +107,13 @@ TEST(PlacementScenario, TitlesKeyPlacementsOnlyForApplicationsWithSeveralWindows
     int32_t pid = h.addApp(kEditor);
     auto a = h.addWindow(pid, "  Report — Edited\n", {200, 150, 800, 600});
     auto b = h.addWindow(pid, "Notes", {220, 170, 800, 600});
-    h.tick();
-    h.step();
-    h.handMoveAndSettle(a, {144, 25, 1632, 1055});
+    h.tickAndStep();
+    h.handMoveAndSettle(a, kCustom);
     EXPECT_TRUE(h.store->get("PRIMARY|com.example.editor|report"));
     EXPECT_FALSE(h.store->get(kKey));
 
-    // The document is saved (its title loses the mark) and reopened alone later: with one
-    // window the title no longer counts, so the two-window placement does not apply.
+    // Saved (the title loses the mark) and reopened alone later: with one window the title no
+    // longer counts, so the two-window placement does not apply.
     h.server.removeWindow(b);
     h.server.change(a, [](WindowFacts& f) { f.title = "report"; });
     h.server.setFrame(a, {300, 200, 800, 600});
@@ -164,82 +126,72 @@ TEST(PlacementScenario, TitlesKeyPlacementsOnlyForApplicationsWithSeveralWindows
     h.relaunch();
     h.server.setFrame(a, {300, 200, 800, 600});
     h.tick();
-    EXPECT_EQ(h.frame(a), (Rect{144, 25, 1632, 1055}));
+    EXPECT_EQ(h.frame(a), kCustom);
     EXPECT_EQ(h.frame(c), kPrimaryVisibleAX);
 }
 
-TEST(PlacementScenario, RememberedFrameOnADisplayThatIsGoneIsNotRestored) {
-    EngineHarness h({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")});
-    h.launch();
-    int32_t pid = h.addApp(kEditor);
-    auto w = h.addWindow(pid, "Doc", {2000, 100, 800, 600});
-    h.tick();
-    h.step();
-    EXPECT_EQ(h.frame(w), (Rect{1920, 0, 1920, 1080}));
-    h.handMoveAndSettle(w, {2100, 0, 1500, 1080});
-    h.store->flushNow();
-    auto key = "EXT+PRIMARY|" + kEditor + "|";
-    ASSERT_TRUE(h.store->get(key));
-    EXPECT_EQ(h.store->get(key)->displayUUID, "EXT");
-
-    // The same arrangement's key, but EXT reports another identity: nothing to restore onto.
-    h.setScreens({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT2")});
-    auto other = h.store->get(key);
-    h.store->put("EXT2+PRIMARY|" + kEditor + "|", *other);
-    h.server.setFrame(w, {2000, 100, 800, 600});
-    h.relaunch();
-    h.tick();
-    EXPECT_EQ(h.frame(w), (Rect{1920, 0, 1920, 1080}));
-}
-
-TEST(PlacementScenario, CustomFrameLeftOffScreenIsRetired) {
-    EngineHarness h({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")});
-    h.launch();
-    auto w = h.addWindow(h.addApp(kEditor), "Doc", {2000, 100, 800, 600});
-    h.tick();
-    h.step();
-    Rect custom{2100, 0, 1500, 1080};
-    h.handMoveAndSettle(w, custom);
-    ASSERT_EQ(h.state(w)->rememberedTarget, custom);
-    h.step(1.5);
-
-    // The external display is gone without a change being reported: the remembered frame is
-    // nowhere on screen any more, and the window is brought onto the display that is left.
-    h.setScreens({primary1080()});
-    size_t mark = h.logMark();
-    h.step();
-    auto lines = h.linesSince(mark);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], "retire(offscreen) frame=(2100.0,0.0 1500.0×1080.0)");
-    EXPECT_EQ(lines[1].rfind("apply \"Doc\" target=(0.0,25.0 1920.0×1055.0)", 0), 0u);
-    EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
-    EXPECT_FALSE(h.state(w)->rememberedTarget);
+TEST(PlacementScenario, FrameOnADisplayThatIsGoneIsNeitherRestoredNorKept) {
+    const auto ext = rightOf(primary1080(), 1920, 1080, "EXT");
+    const Rect custom{2100, 0, 1500, 1080}, extFull{1920, 0, 1920, 1080};
+    const std::string key = "EXT+PRIMARY|" + kEditor + "|";
+    for (bool reported : {true, false}) {
+        SCOPED_TRACE(reported);
+        EngineHarness h({primary1080(), ext});
+        h.launch();
+        auto w = h.open(kEditor, {2000, 100, 800, 600});
+        h.tickAndStep();
+        EXPECT_EQ(h.frame(w), extFull);
+        h.handMoveAndSettle(w, custom);
+        ASSERT_EQ(h.store->get(key)->displayUUID, "EXT");
+        h.step(1.5);
+        if (reported) {
+            // The same arrangement's key, but EXT reports another identity: nothing to restore
+            // onto.
+            h.setScreens({primary1080(), rightOf(primary1080(), 1920, 1080, "EXT2")});
+            h.store->put("EXT2+PRIMARY|" + kEditor + "|", *h.store->get(key));
+            h.server.setFrame(w, {2000, 100, 800, 600});
+            h.relaunch();
+            h.tick();
+            EXPECT_EQ(h.frame(w), extFull);
+            continue;
+        }
+        // EXT is gone without a change being reported: the remembered frame is nowhere on screen
+        // any more, and the window is brought onto the display that is left.
+        h.setScreens({primary1080()});
+        size_t mark = h.logMark();
+        h.step();
+        auto lines = h.logLines(mark);
+        ASSERT_EQ(lines.size(), 2u);
+        EXPECT_EQ(lines[0], "retire(offscreen) frame=(2100.0,0.0 1500.0×1080.0)");
+        EXPECT_EQ(lines[1].rfind("apply \"Doc\" target=(0.0,25.0 1920.0×1055.0)", 0), 0u);
+        EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
+        EXPECT_FALSE(h.state(w)->rememberedTarget);
+    }
 }
 
 TEST(PlacementScenario, DamagedRecordsRestoreAUsableFrameInsideTheDisplay) {
     // At least a tenth of the 1920×1055 visible frame each way, and never past its edges.
     const double nan = std::numeric_limits<double>::quiet_NaN();
     struct Row {
-        const char* what;
         RelFrame rel;
         bool topCenter;
         Rect expected;  // the frame, or for a top-center record the size at its origin
     };
     for (const Row& row : {
-             Row{"zero width", {0.1, 0.1, 0, 0.5}, false, {192, 130.5, 192, 527.5}},
-             Row{"vanishing height", {0.1, 0.1, 0.5, 1e-308}, false, {192, 130.5, 960, 105.5}},
-             Row{"negative size", {0.5, 0.5, -0.3, -1}, false, {960, 552.5, 192, 105.5}},
-             Row{"huge", {1e308, -1e308, 1e308, 0.5}, false, {0, 25, 1920, 527.5}},
-             Row{"not a number", {nan, 0.1, 0.5, 0.5}, false, kPrimaryVisibleAX},
-             Row{"empty top-center size", {0, 0, 0, 0}, true, {0, 0, 192, 105.5}},
-             Row{"huge top-center size", {0, 0, 1e308, 1e308}, true, {0, 0, 1920, 1055}},
+             Row{{0.1, 0.1, 0, 0.5}, false, {192, 130.5, 192, 527.5}},
+             Row{{0.1, 0.1, 0.5, 1e-308}, false, {192, 130.5, 960, 105.5}},
+             Row{{0.5, 0.5, -0.3, -1}, false, {960, 552.5, 192, 105.5}},
+             Row{{1e308, -1e308, 1e308, 0.5}, false, {0, 25, 1920, 527.5}},
+             Row{{nan, 0.1, 0.5, 0.5}, false, kPrimaryVisibleAX},
+             Row{{0, 0, 0, 0}, true, {0, 0, 192, 105.5}},
+             Row{{0, 0, 1e308, 1e308}, true, {0, 0, 1920, 1055}},
          }) {
-        SCOPED_TRACE(row.what);
+        SCOPED_TRACE(testing::Message() << row.rel.fx << " " << row.rel.fw << " " << row.rel.fh);
         EngineHarness h;
         h.launch();
         if (row.topCenter) h.engine->toggleTopCenter(kEditor);
         h.store->put(kKey, PlacementRecord{"PRIMARY", row.rel, 1, row.topCenter, {}});
-        auto w = h.addWindow(h.addApp(kEditor), "Doc", {200, 150, 800, 600});
+        auto w = h.open(kEditor);
         h.tick();
         if (row.topCenter) {
             EXPECT_EQ(h.state(w)->topCenterSize, row.expected.size());

@@ -19,29 +19,22 @@ ScreenInfo bigDisplay() {
     return makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600);
 }
 
-void expectNear(const Rect& actual, const Rect& expected) {
-    EXPECT_NEAR(actual.x, expected.x, 1e-9);
-    EXPECT_NEAR(actual.y, expected.y, 1e-9);
-    EXPECT_NEAR(actual.width, expected.width, 1e-9);
-    EXPECT_NEAR(actual.height, expected.height, 1e-9);
-}
-
-void expectQuiet(EngineHarness& h) {
-    h.server.clearWrites();
-    for (int i = 0; i < 4; ++i) h.step();
-    EXPECT_EQ(h.server.writeCount(), 0u);
+void expectNear(std::optional<Rect> a, const Rect& e) {
+    ASSERT_TRUE(a);
+    for (auto [got, want] :
+         {std::pair{a->x, e.x}, {a->y, e.y}, {a->width, e.width}, {a->height, e.height}})
+        EXPECT_NEAR(got, want, 1e-9);
 }
 
 // A window of an application on the top-center list, centred and settled.
-struct UtilityWindow {
-    EngineHarness h;
+struct UtilityWindow : EngineHarness {
     WindowHandle w;
     UtilityWindow() {
-        h.launch();
-        h.engine->toggleTopCenter(kNotes);
-        w = h.addWindow(h.addApp(kNotes), "Notes", {100, 100, 800, 600});
-        h.tick();
-        h.step(2.5);  // the engine's own write has aged
+        launch();
+        engine->toggleTopCenter(kNotes);
+        w = open(kNotes, {100, 100, 800, 600}, "Notes");
+        tick();
+        step(2.5);  // the engine's own write has aged
     }
 };
 
@@ -51,114 +44,85 @@ TEST(TopCenterScenario, WindowWhoseSizeCannotBeSetIsMovedNotResized) {
         EngineHarness h;
         h.defaults.set("topCenterMode", topCenter);
         h.launch();
-        auto w = h.addWindow(h.addApp("com.example.panel"), "Panel", {100, 100, 600, 400});
+        auto w = h.open("com.example.panel", {100, 100, 600, 400});
         h.server.setResizeBehaviour(w, ResizeBehaviour::fixedSize());
         h.tick();
-        if (!topCenter) {
-            h.step();
-            EXPECT_EQ(h.server.writeCount(), 0u);
-            EXPECT_FALSE(h.state(w));
-            continue;
-        }
-        EXPECT_EQ(h.frame(w), (Rect{660, 27, 600, 400}));
+        EXPECT_EQ(h.frame(w), (topCenter ? Rect{660, 27, 600, 400} : Rect{100, 100, 600, 400}));
+        EXPECT_EQ(h.state(w).has_value(), topCenter);
+        EXPECT_EQ(h.server.writeCount() == 0, !topCenter);
+        EXPECT_EQ(h.writesOver(4), 0u);
         EXPECT_EQ(h.events.count("focus_sized"), 0);
-        expectQuiet(h);
     }
 }
 
-TEST(TopCenterScenario, UtilityWindowTakesSixtyTwoByEightyPercentAndIsPutBack) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
-    expectNear(*h.frame(u.w), kUtility);
-    EXPECT_EQ(h.logLines(),
-              (std::vector<std::string>{"restore \"Notes\" target=(364.8,27.0 1190.4×844.0) "
-                                        "achieved=(364.8,27.0 1190.4×844.0) Δw=0.0 Δh=0.0 "
-                                        "iters=0 mem=false"}));
-    EXPECT_EQ(h.state(u.w)->disposition, Disposition::managed);
-    expectQuiet(h);
-    EXPECT_EQ(h.events.count("focus_sized"), 0);
-
-    h.server.setFrame(u.w, {300, 60, 1190.4, 844});  // the application nudged it
-    h.step();
-    h.step();
-    expectNear(*h.frame(u.w), kUtility);
-}
-
-TEST(TopCenterScenario, FocusWindowOnALargeDisplayTakesTheFocusSize) {
-    EngineHarness h({bigDisplay()});
-    h.launch();
-    auto r = h.addWindow(h.addApp(kReader), "Article", {100, 100, 800, 600});
-    auto b = h.addWindow(h.addApp("Browser"), "Tab", {100, 100, 800, 600});
-    h.addWindow(h.addApp("com.example.inplace"), "Placed", {640, 27, 1280, 0.88 * 1415});
-    h.tick();
-
-    // min(1280, 90 %) × 88 %, and 1760 for an application on the wide list.
-    expectNear(*h.frame(r), {640, 27, 1280, 0.88 * 1415});
-    expectNear(*h.frame(b), {400, 27, 1760, 0.88 * 1415});
-    // Sent at first sight, even for a window already in place, and never again.
-    auto sized = h.events.named("focus_sized");
-    ASSERT_EQ(sized.size(), 3u);
-    EXPECT_EQ(sized[0], (nlohmann::json{{"display_class", "largeExternal"}}));
-    for (int i = 0; i < 4; ++i) h.step();
-    EXPECT_EQ(h.events.count("focus_sized"), 3);
-
-    // 90 % of an 1800-wide large display (1620) caps the wide focus width.
-    EngineHarness mid({makeScreen({0, 0, 1800, 1200}, "MID", 25, 0, false, 600)});
-    mid.launch();
-    auto m = mid.addWindow(mid.addApp("Browser"), "Tab", {100, 100, 800, 600});
-    mid.tick();
-    expectNear(*mid.frame(m), {90, 27, 1620, 0.88 * 1175});
-}
-
-TEST(TopCenterScenario, NoFocusSizeOnASmallDisplayOrWhenTurnedOffOrForAlwaysMaximizeApps) {
+// min(1280, 90 %) × 88 % of a large display, 1760 for an application on the wide list, none on a
+// small display, when turned off, for an always-maximize or a cell-sized application; sent at first
+// sight, even for a window already in place, and never again.
+TEST(TopCenterScenario, FocusSizeOnLargeDisplays) {
+    const auto mid = makeScreen({0, 0, 1800, 1200}, "MID", 25, 0, false, 600);
     struct Row {
-        const char* what;
-        bool big, focusOff, alwaysMaximize;
-        Rect expected;
+        ScreenInfo display;
+        std::string bid;
+        Rect from, expected;
+        bool focusOff = false, alwaysMaximize = false;
     };
-    for (const Row& row : {Row{"small display", false, false, false, kPrimaryVisibleAX},
-                           Row{"turned off", true, true, false, kBigVisible},
-                           Row{"always maximize", true, false, true, kBigVisible}}) {
-        SCOPED_TRACE(row.what);
-        EngineHarness h(row.big ? std::vector<ScreenInfo>{bigDisplay()}
-                                : std::vector<ScreenInfo>{primary1080()});
+    const Rect small{100, 100, 800, 600};
+    for (const Row& row : {
+             Row{bigDisplay(), kReader, small, {640, 27, 1280, 0.88 * 1415}},
+             Row{bigDisplay(), "Browser", small, {400, 27, 1760, 0.88 * 1415}},
+             Row{bigDisplay(), kReader, {640, 27, 1280, 0.88 * 1415}, {640, 27, 1280, 0.88 * 1415}},
+             Row{mid, "Browser", small, {90, 27, 1620, 0.88 * 1175}},  // 90 % of 1800
+             Row{primary1080(), kReader, small, kPrimaryVisibleAX},
+             Row{bigDisplay(), kReader, small, kBigVisible, true},
+             Row{bigDisplay(), kReader, small, kBigVisible, false, true},
+             Row{bigDisplay(), "Terminal", small, kBigVisible},  // sized in cells
+         }) {
+        SCOPED_TRACE(row.display.uuid + " " + row.bid + " " + std::to_string(row.from.x));
+        EngineHarness h({row.display});
         if (row.focusOff) h.defaults.set("focusSizeBigDisplays", false);
         h.launch();
         if (row.alwaysMaximize) h.engine->toggleMaximizeApp(kReader);
-        auto w = h.addWindow(h.addApp(kReader), "Article", {100, 100, 800, 600});
+        auto w = h.open(row.bid, row.from);
         h.tick();
-        EXPECT_EQ(h.frame(w), row.expected);
-        EXPECT_EQ(h.events.count("focus_sized"), 0);
+        h.step(0.75, 4);
+        expectNear(h.frame(w), row.expected);
+        bool sized = row.expected.width < row.display.visibleFrame.width;
+        EXPECT_EQ(h.events.named("focus_sized"),
+                  std::vector<nlohmann::json>(sized, {{"display_class", "largeExternal"}}));
     }
 }
 
-TEST(TopCenterScenario, SixPointResizeIsAMoveThatIsRespected) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
+TEST(TopCenterScenario, SixPointResizeIsAMoveThatIsRespectedUntilDraggedOverTheDisplay) {
+    UtilityWindow h;
     size_t mark = h.logMark();
     Rect wider{364.8, 27, 1196.4, 844};
-    h.handMoveAndSettle(u.w, wider);
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{"topcenter move→respect frame=(364.8,27.0 1196.4×844.0)"}));
-    EXPECT_TRUE(h.state(u.w)->userPositioned);
-    EXPECT_FALSE(h.state(u.w)->topCenterSize);
+    h.handMoveAndSettle(h.w, wider);
+    EXPECT_EQ(h.logLines(mark), Lines{"topcenter move→respect frame=(364.8,27.0 1196.4×844.0)"});
+    EXPECT_TRUE(h.state(h.w)->userPositioned);
+    EXPECT_FALSE(h.state(h.w)->topCenterSize);
     EXPECT_EQ(h.store->count(), 0u);
-    expectQuiet(h);
-    EXPECT_EQ(h.frame(u.w), wider);
+    EXPECT_EQ(h.writesOver(4), 0u);
+    EXPECT_EQ(h.frame(h.w), wider);
+
+    // Dragged over most of the display, it is centred again.
+    mark = h.logMark();
+    h.handMoveAndSettle(h.w, {76.8, 25, 1766.4, 1055});  // 92 %
+    EXPECT_EQ(h.logLines(mark), Lines{"untop frame=(76.8,25.0 1766.4×1055.0)"});
+    EXPECT_FALSE(h.state(h.w)->userPositioned);
+    h.step();
+    expectNear(h.frame(h.w), kUtility);
 }
 
 TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
+    UtilityWindow h;
     const Rect centred{(1920 - 1197.4) / 2, 27, 1197.4, 844};
     size_t mark = h.logMark();
-    h.handMoveAndSettle(u.w, {364.8, 27, 1197.4, 844});
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{"restore \"Notes\" target=(361.3,27.0 1197.4×844.0) "
-                                        "achieved=(361.3,27.0 1197.4×844.0) Δw=0.0 Δh=0.0 "
-                                        "iters=0 mem=false",
-                                        "topcenter resize→recenter 1197.4×844.0"}));
-    expectNear(*h.frame(u.w), centred);
+    h.handMoveAndSettle(h.w, {364.8, 27, 1197.4, 844});
+    EXPECT_EQ(h.logLines(mark), (Lines{"restore \"Notes\" target=(361.3,27.0 1197.4×844.0) "
+                                       "achieved=(361.3,27.0 1197.4×844.0) Δw=0.0 Δh=0.0 "
+                                       "iters=0 mem=false",
+                                       "topcenter resize→recenter 1197.4×844.0"}));
+    expectNear(h.frame(h.w), centred);
     auto record = h.store->get("PRIMARY|com.example.notes|");
     ASSERT_TRUE(record);
     EXPECT_TRUE(record->topCenter);
@@ -166,17 +130,15 @@ TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
     EXPECT_EQ(record->rel, (RelFrame{0, 0, 1197.4 / 1920, 844.0 / 1055}));
 
     // The next launch brings it back at the size the user chose.
-    h.server.setFrame(u.w, {100, 100, 800, 600});
+    h.server.setFrame(h.w, {100, 100, 800, 600});
     h.relaunch();
-    auto doc = h.placementFile();
-    ASSERT_TRUE(doc.has_value());
-    EXPECT_EQ((*doc)["records"]["PRIMARY|com.example.notes|"]["topCenter"], true);
+    EXPECT_EQ((*h.placementFile())["records"]["PRIMARY|com.example.notes|"]["topCenter"], true);
     mark = h.logMark();
     h.tick();
-    auto lines = h.linesSince(mark);
+    auto lines = h.logLines(mark);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0], "restore(topcenter) size=1197.4×844.0");
-    expectNear(*h.frame(u.w), centred);
+    expectNear(h.frame(h.w), centred);
 }
 
 TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
@@ -188,49 +150,49 @@ TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
     for (const Row& row : {Row{{200, 100, 1000, 700}, true, {460, 27, 1000, 700}},
                            Row{{20, 45, 1900, 1030}, false, kUtility}}) {  // < 40 pt out
         SCOPED_TRACE(row.keptSmaller);
-        UtilityWindow u;
-        EngineHarness& h = u.h;
+        UtilityWindow h;
         size_t mark = h.logMark();
-        h.handMoveAndSettle(u.w, kPrimaryVisibleAX);
+        h.handMoveAndSettle(h.w, kPrimaryVisibleAX);
         EXPECT_EQ(h.linesStartingWith("user-maximized", mark),
-                  (std::vector<std::string>{"user-maximized frame=(0.0,25.0 1920.0×1055.0)"}));
+                  Lines{"user-maximized frame=(0.0,25.0 1920.0×1055.0)"});
         EXPECT_EQ(h.events.count("window_user_maximized"), 1);
-        EXPECT_TRUE(h.state(u.w)->userMaximized);
-        expectQuiet(h);
-        EXPECT_EQ(h.frame(u.w), kPrimaryVisibleAX);
+        EXPECT_TRUE(h.state(h.w)->userMaximized);
+        EXPECT_EQ(h.writesOver(4), 0u);
+        EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
 
         mark = h.logMark();
-        h.handMoveAndSettle(u.w, row.draggedTo);
+        h.handMoveAndSettle(h.w, row.draggedTo);
         auto reverts = h.linesStartingWith("revert(user-maximize)", mark);
         ASSERT_EQ(reverts.size(), 1u);
         EXPECT_NE(reverts[0].find(row.keptSmaller ? "keptSmaller=true" : "keptSmaller=false"),
                   std::string::npos);
-        EXPECT_FALSE(h.state(u.w)->userMaximized);
-        expectNear(*h.frame(u.w), row.expected);
+        EXPECT_FALSE(h.state(h.w)->userMaximized);
+        expectNear(h.frame(h.w), row.expected);
     }
 }
 
-TEST(TopCenterScenario, KeyboardMaximizeCountsForUtilityWindowsButNotWithoutKey) {
+// A settled utility window is left alone; maximized by keyboard it is the user's, by anything
+// else it is put back.
+TEST(TopCenterScenario, KeyboardMaximizeCountsForUtilityWindowsOnly) {
     for (bool key : {true, false}) {
         SCOPED_TRACE(key);
-        UtilityWindow u;
-        EngineHarness& h = u.h;
+        UtilityWindow h;
+        expectNear(h.frame(h.w), kUtility);
+        EXPECT_EQ(h.writesOver(4), 0u);
         if (key) h.input.keyPress();
-        h.server.setFrame(u.w, kPrimaryVisibleAX);
+        h.server.setFrame(h.w, kPrimaryVisibleAX);
         h.step(0.1);
         h.step();
-        EXPECT_EQ(h.state(u.w)->userMaximized, key);
+        EXPECT_EQ(h.state(h.w)->userMaximized, key);
         EXPECT_EQ(h.events.count("window_user_maximized"), key ? 1 : 0);
-        expectNear(*h.frame(u.w), key ? kPrimaryVisibleAX : kUtility);
+        expectNear(h.frame(h.w), key ? kPrimaryVisibleAX : kUtility);
     }
-}
 
-TEST(TopCenterScenario, KeyboardMaximizeDoesNotCountForFocusWindowsButHandDoes) {
+    // A focus window maximized by keyboard is put back; by hand it is the user's.
     EngineHarness h({bigDisplay()});
     h.launch();
-    auto w = h.addWindow(h.addApp(kReader), "Article", {100, 100, 800, 600});
-    h.tick();
-    h.step(2.5);
+    auto w = h.open(kReader);
+    h.tickAndStep(2.5);
     Rect focus = *h.frame(w);
     h.input.keyPress();
     h.server.setFrame(w, kBigVisible);
@@ -238,7 +200,6 @@ TEST(TopCenterScenario, KeyboardMaximizeDoesNotCountForFocusWindowsButHandDoes) 
     h.step();
     EXPECT_FALSE(h.state(w)->userMaximized);
     EXPECT_EQ(h.frame(w), focus);
-
     h.step(2.5);
     h.handMoveAndSettle(w, kBigVisible);
     EXPECT_TRUE(h.state(w)->userMaximized);
@@ -247,32 +208,15 @@ TEST(TopCenterScenario, KeyboardMaximizeDoesNotCountForFocusWindowsButHandDoes) 
 TEST(TopCenterScenario, FocusWindowSnappedAwayIsTheUsersAndItsRecordIsDropped) {
     EngineHarness h({bigDisplay()});
     h.launch();
-    auto w = h.addWindow(h.addApp(kReader), "Article", {100, 100, 800, 600});
-    h.tick();
-    h.step(2.5);
+    auto w = h.open(kReader);
+    h.tickAndStep(2.5);
     h.store->put("BIG|com.example.reader|", PlacementRecord{"BIG", {0, 0, 0.5, 0.8}, 1, true, {}});
     size_t mark = h.logMark();
     h.handMoveAndSettle(w, {0, 25, 1280, 1415});  // left half
-    EXPECT_EQ(
-        h.linesSince(mark),
-        (std::vector<std::string>{"userArranged(zone,topcenter) frame=(0.0,25.0 1280.0×1415.0)"}));
+    EXPECT_EQ(h.logLines(mark),
+              Lines{"userArranged(zone,topcenter) frame=(0.0,25.0 1280.0×1415.0)"});
     EXPECT_EQ(h.events.count("focus_snapped_away"), 1);
     EXPECT_FALSE(h.store->get("BIG|com.example.reader|"));
-}
-
-TEST(TopCenterScenario, MovedThenDraggedOverMostOfTheDisplayIsCentredAgain) {
-    UtilityWindow u;
-    EngineHarness& h = u.h;
-    h.handMoveAndSettle(u.w, {300, 100, 1190.4, 844});  // moved only
-    ASSERT_TRUE(h.state(u.w)->userPositioned);
-    h.step(1.5);
-    size_t mark = h.logMark();
-    h.handMoveAndSettle(u.w, {76.8, 25, 1766.4, 1055});  // 92 %
-    EXPECT_EQ(h.linesSince(mark),
-              (std::vector<std::string>{"untop frame=(76.8,25.0 1766.4×1055.0)"}));
-    EXPECT_FALSE(h.state(u.w)->userPositioned);
-    h.step();
-    expectNear(*h.frame(u.w), kUtility);
 }
 
 }  // namespace
