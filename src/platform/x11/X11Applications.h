@@ -4,8 +4,7 @@
 // application whatever process shows them (two xterms are one application with two windows), and
 // so are the clients of one process; an application is the closure of both. Its bundle id is the
 // class of its oldest client that has one; it is regular when one of its clients is an ordinary
-// window (not a dock, desktop or skip-taskbar window). Clients without a process belong to none:
-// `readClients` leaves them out.
+// window (not a dock, desktop or skip-taskbar window). Clients without a process belong to none.
 
 #include <xcb/xcb.h>
 
@@ -34,8 +33,5 @@ struct X11Application {
 
 // In the order of each application's oldest client (`clients` in the window manager's order).
 std::vector<X11Application> groupApplications(const std::vector<X11Client>& clients);
-
-// The managed clients as the server has them now; nothing without a window manager's list.
-std::optional<std::vector<X11Client>> readClients(X11Connection& x11);
 
 }  // namespace mavo

@@ -175,12 +175,12 @@ void X11Connection::handleOnEventThread(xcb_generic_event_t* event) {
         return;
     }
     // The hooks first: a waiter woken by this event must find what they keep already updated.
-    std::vector<std::function<void(const xcb_generic_event_t&)>> hooks;
+    std::shared_ptr<const Hooks> hooks;
     {
         std::lock_guard<std::mutex> guard(lock_);
         hooks = hooks_;
     }
-    for (auto& hook : hooks) hook(*event);
+    for (auto& hook : *hooks) hook(*event);
 
     auto note = [&](xcb_window_t window, xcb_atom_t what) {
         auto found = watches_.find({window, what});
@@ -293,7 +293,10 @@ void X11Connection::setConnectionLostHandler(std::function<void()> handler) {
 
 void X11Connection::addEventThreadHook(std::function<void(const xcb_generic_event_t&)> hook) {
     std::lock_guard<std::mutex> guard(lock_);
-    hooks_.push_back(std::move(hook));
+    // Copied on the rare add, so that each event only takes a reference to the list.
+    auto more = std::make_shared<Hooks>(*hooks_);
+    more->push_back(std::move(hook));
+    hooks_ = std::move(more);
 }
 
 X11WindowModel& X11Connection::windows() {

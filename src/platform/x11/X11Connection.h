@@ -186,7 +186,8 @@ class X11Connection {
     std::map<xcb_window_t, uint32_t> selected_;
     std::deque<std::vector<uint8_t>> queue_;
     std::vector<X11EventListener*> listeners_;
-    std::vector<std::function<void(const xcb_generic_event_t&)>> hooks_;
+    using Hooks = std::vector<std::function<void(const xcb_generic_event_t&)>>;
+    std::shared_ptr<const Hooks> hooks_ = std::make_shared<Hooks>();
     std::function<void()> connectionLost_;
     bool lostReported_ = false;
     std::vector<std::string> errors_;

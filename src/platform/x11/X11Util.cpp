@@ -122,18 +122,22 @@ std::vector<std::optional<int32_t>> windowPids(X11Connection& x11,
             x11.noteError(error);
             free(error);
         }
-        if (!reply) continue;
-        for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
-             xcb_res_client_id_value_next(&it)) {
-            if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
-                xcb_res_client_id_value_value_length(it.data) >= 1) {
-                uint32_t pid = *xcb_res_client_id_value_value(it.data);
-                if (pid > 0) pids[index] = static_cast<int32_t>(pid);
-                break;
-            }
-        }
+        if (reply) pids[index] = localClientPid(reply.get());
     }
     return pids;
+}
+
+std::optional<int32_t> localClientPid(const xcb_res_query_client_ids_reply_t* reply) {
+    for (auto it = xcb_res_query_client_ids_ids_iterator(reply); it.rem;
+         xcb_res_client_id_value_next(&it)) {
+        if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+            xcb_res_client_id_value_value_length(it.data) >= 1) {
+            uint32_t pid = *xcb_res_client_id_value_value(it.data);
+            if (pid > 0 && pid <= INT32_MAX) return static_cast<int32_t>(pid);
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
 }
 
 void selectMonitorEvents(X11Connection& x11) {

@@ -4,6 +4,7 @@
 // RandR monitor list with the coordinate shift it implies.
 
 #include <xcb/randr.h>
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 #include <cstdlib>
@@ -83,6 +84,8 @@ struct X11Monitor {
 
 // The managed clients (_NET_CLIENT_LIST); nothing when no window manager publishes the list.
 std::optional<std::vector<xcb_window_t>> clientList(X11Connection& x11);
+// The local process an X-Resource client-id answer names; nothing when it names none.
+std::optional<int32_t> localClientPid(const xcb_res_query_client_ids_reply_t* reply);
 // Each window's process id, from _NET_WM_PID, else from the X-Resource extension's client id.
 std::vector<std::optional<int32_t>> windowPids(X11Connection& x11,
                                                const std::vector<xcb_window_t>& windows);

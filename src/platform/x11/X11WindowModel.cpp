@@ -162,20 +162,26 @@ void X11WindowModel::onChange(std::function<void()> handler) {
     shared_->handler = std::move(handler);
 }
 
-std::optional<std::vector<xcb_window_t>> X11WindowModel::listed() {
+bool X11WindowModel::refreshList() {
     uint64_t changes;
     {
         std::lock_guard<std::mutex> guard(shared_->lock);
-        if (shared_->list && shared_->listReadAt == shared_->listChanges) return shared_->list;
+        if (shared_->list && shared_->listReadAt == shared_->listChanges) return true;
         changes = shared_->listChanges;
     }
     auto list = clientList(x11_);
-    if (!list) return std::nullopt;
+    if (!list) return false;
     std::lock_guard<std::mutex> guard(shared_->lock);
     // Counted before reading: a change during the read makes the next call read again.
-    shared_->list = list;
+    shared_->list = std::move(list);
     shared_->listReadAt = changes;
-    return list;
+    return true;
+}
+
+std::optional<std::vector<xcb_window_t>> X11WindowModel::listed() {
+    if (!refreshList()) return std::nullopt;
+    std::lock_guard<std::mutex> guard(shared_->lock);
+    return shared_->list;
 }
 
 std::optional<X11WindowState> X11WindowModel::window(xcb_window_t window) {
@@ -183,7 +189,7 @@ std::optional<X11WindowState> X11WindowModel::window(xcb_window_t window) {
 }
 
 bool X11WindowModel::isListed(xcb_window_t window) {
-    if (!listed()) return false;
+    if (!refreshList()) return false;
     std::lock_guard<std::mutex> guard(shared_->lock);
     return shared_->list &&
            std::find(shared_->list->begin(), shared_->list->end(), window) != shared_->list->end();
@@ -339,14 +345,7 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
             s.pid = static_cast<int32_t>(pids[0]);
         } else if (owner) {
             // Clients that do not publish their pid: the server knows which local process it is.
-            for (auto it = xcb_res_query_client_ids_ids_iterator(owner.get()); it.rem;
-                 xcb_res_client_id_value_next(&it)) {
-                if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
-                    xcb_res_client_id_value_value_length(it.data) >= 1) {
-                    s.pid = static_cast<int32_t>(*xcb_res_client_id_value_value(it.data));
-                    break;
-                }
-            }
+            s.pid = localClientPid(owner.get()).value_or(0);
         }
         // WM_CLASS holds the instance name, then the class name, each ended by a zero byte.
         if (auto raw = text(wmClass->get())) {

@@ -58,6 +58,8 @@ class X11WindowModel {
 
   private:
     struct Shared;
+    // Reads the client list again if it changed; false without a window manager's list.
+    bool refreshList();
     std::vector<std::optional<X11WindowState>> read(const std::vector<xcb_window_t>& windows);
 
     X11Connection& x11_;

@@ -34,17 +34,18 @@ std::vector<RunningApplication> X11Workspace::runningApplications() {
 }
 
 std::optional<RunningApplication> X11Workspace::frontmostApplication() {
-    auto active = propertyReply(
+    auto reply = propertyReply(
         x11_,
         requestProperty(x11_, x11_.root(), x11_.ewmh()->_NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 1));
-    if (!active || !*active) return std::nullopt;
-    auto windows = cardinals(active->get());
+    if (!reply || !*reply) return std::nullopt;
+    auto windows = cardinals(reply->get());
     if (windows.empty() || windows[0] == XCB_WINDOW_NONE) return std::nullopt;
-    auto pid = windowPids(x11_, {windows[0]}).front();
+    auto active = x11_.windows().window(windows[0]);
     auto apps = x11_.windows().applications();
-    if (!pid || !apps) return std::nullopt;
+    if (!active || active->pid == 0 || !apps) return std::nullopt;
     for (const X11Application& app : *apps) {
-        if (std::binary_search(app.pids.begin(), app.pids.end(), *pid)) return running(app, *pid);
+        if (std::binary_search(app.pids.begin(), app.pids.end(), active->pid))
+            return running(app, active->pid);
     }
     return std::nullopt;
 }
