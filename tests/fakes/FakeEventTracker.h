@@ -20,11 +20,14 @@ class FakeEventTracker final : public EventTracker {
         std::lock_guard<std::mutex> l(mu_);
         events_.push_back({name, props});
     }
+    std::vector<Event> events() const {
+        std::lock_guard<std::mutex> l(mu_);
+        return events_;
+    }
     // The properties of every event with this name, in order.
     std::vector<nlohmann::json> named(const std::string& name) const {
-        std::lock_guard<std::mutex> l(mu_);
         std::vector<nlohmann::json> out;
-        for (const auto& e : events_)
+        for (const auto& e : events())
             if (e.name == name) out.push_back(e.props);
         return out;
     }
