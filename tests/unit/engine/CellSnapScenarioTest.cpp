@@ -21,7 +21,7 @@ TEST(CellSnapScenario, TerminalIsLearntAcceptedAsFillingAndRememberedAcrossLaunc
     h.server.setResizeBehaviour(w, kCells);
     h.tick();
     EXPECT_EQ(h.frame(w), kCellFit);
-    EXPECT_EQ(h.logLines().front(), "learned cell-snap app: org.example.term");
+    EXPECT_EQ(h.linesStartingWith("learned"), Lines{"learned cell-snap app: org.example.term"});
     EXPECT_EQ(h.defaults.strings("cellSnapApps"), (Lines{"Console", "Terminal", kTerm}));
 
     // Once its own write has aged, the near miss is accepted as a fit and remembered.

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "fakes/EngineHarness.h"
 
 namespace mavo::test {
@@ -12,10 +10,6 @@ namespace {
 
 const std::vector<ScreenInfo> kBoth{primary1080(), rightOf(primary1080(), 1920, 1080, "EXT")};
 const std::vector<ScreenInfo> kLaptop{primary1080()};
-
-size_t count(const Lines& lines, const std::string& prefix) {
-    return std::ranges::count_if(lines, [&](auto& l) { return l.rfind(prefix, 0) == 0; });
-}
 
 TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
     EngineHarness h(kBoth);
@@ -61,7 +55,7 @@ TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
     EXPECT_FALSE(h.state(doc)->needsStoreReadopt);
     EXPECT_FALSE(h.state(doc)->rememberedTarget);
     h.step(0.75, 3);
-    EXPECT_EQ(count(h.logLines(mark), "config settled"), 1u);
+    EXPECT_EQ(h.linesStartingWith("config settled", mark).size(), 1u);
 
     // On the laptop alone the user puts it elsewhere: stored for this arrangement.
     h.step(1.5);
@@ -79,7 +73,8 @@ TEST(DisplayChangeScenario, ObserveOnlyPeriodThenReadoptionPerArrangement) {
     EXPECT_EQ(h.frame(doc), onLaptop);
     h.step();  // re-adopted and restored
     EXPECT_EQ(h.frame(doc), onBoth);
-    EXPECT_EQ(count(h.logLines(back), "readopt(config) frame=(144.0,25.0 1632.0×1055.0)"), 1u);
+    EXPECT_EQ(h.linesStartingWith("readopt", back),
+              Lines{"readopt(config) frame=(144.0,25.0 1632.0×1055.0)"});
     EXPECT_EQ(h.state(doc)->rememberedTarget, onBoth);
 }
 

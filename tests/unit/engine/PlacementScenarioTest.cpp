@@ -48,7 +48,8 @@ TEST(PlacementScenario, HandDragIsRememberedPersistedAndRestoredAfterRelaunch) {
     mark = h.logMark();
     h.tick();
     EXPECT_EQ(h.frame(h.w), second);
-    EXPECT_EQ(h.logLines(mark).back(), "restore(persisted) frame=(200.0,25.0 1632.0×1055.0)");
+    EXPECT_EQ(h.linesStartingWith("restore(", mark),
+              Lines{"restore(persisted) frame=(200.0,25.0 1632.0×1055.0)"});
     auto s = h.state(h.w);
     EXPECT_EQ(s->rememberedTarget, second);
     EXPECT_EQ(s->bestFitFrame, second);
@@ -63,7 +64,8 @@ TEST(PlacementScenario, DragBackOverNinetyPercentOfTheDisplayForgetsThePlacement
     h.step(1.5);
     size_t mark = h.logMark();
     h.handMoveAndSettle(h.w, {100, 25, 1728, 1055});  // exactly 90 %
-    EXPECT_EQ(h.logLines(mark).front(), "reclaim→max frame=(100.0,25.0 1728.0×1055.0)");
+    EXPECT_EQ(h.linesStartingWith("reclaim", mark),
+              Lines{"reclaim→max frame=(100.0,25.0 1728.0×1055.0)"});
     EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
     EXPECT_FALSE(h.state(h.w)->rememberedTarget);
     EXPECT_FALSE(h.store->get(kKey));
@@ -126,7 +128,8 @@ TEST(PlacementScenario, FrameOnADisplayThatIsGoneIsNeitherRestoredNorKept) {
         h.setScreens({primary1080()});
         size_t mark = h.logMark();
         h.step();
-        EXPECT_EQ(h.logLines(mark).front(), "retire(offscreen) frame=(2100.0,0.0 1500.0×1080.0)");
+        EXPECT_EQ(h.linesStartingWith("retire", mark),
+                  Lines{"retire(offscreen) frame=(2100.0,0.0 1500.0×1080.0)"});
         EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
         EXPECT_FALSE(h.state(w)->rememberedTarget);
     }

@@ -113,7 +113,8 @@ TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
     const Rect centred{(1920 - 1197.4) / 2, 27, 1197.4, 844};
     size_t mark = h.logMark();
     h.handMoveAndSettle(h.w, {364.8, 27, 1197.4, 844});
-    EXPECT_EQ(h.logLines(mark).back(), "topcenter resize→recenter 1197.4×844.0");
+    EXPECT_EQ(h.linesStartingWith("topcenter", mark),
+              Lines{"topcenter resize→recenter 1197.4×844.0"});
     expectNear(h.frame(h.w), centred);
     auto record = h.store->get("PRIMARY|com.example.notes|");
     ASSERT_TRUE(record);

@@ -31,7 +31,8 @@ TEST(UserArrangedScenario, DraggedToFiftyNinePercentStaysArrangedToSixtyIsReenga
     EXPECT_TRUE(h.logLines(mark).empty());
 
     h.handMoveAndSettle(h.w, {100, 25, 1152, 1055});
-    EXPECT_EQ(h.logLines(mark).front(), "re-engage frame=(100.0,25.0 1152.0×1055.0) ov=60.0%");
+    EXPECT_EQ(h.linesStartingWith("re-engage", mark),
+              Lines{"re-engage frame=(100.0,25.0 1152.0×1055.0) ov=60.0%"});
     EXPECT_EQ(h.state(h.w)->disposition, Disposition::managed);
     EXPECT_EQ(h.frame(h.w), kPrimaryVisibleAX);
 }
