@@ -6,19 +6,13 @@
 
 #include <stdlib.h>
 
-#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "engine/DragMonitor.h"
 #include "engine/MaximizeEngine.h"
@@ -113,13 +107,6 @@ class EngineHarness {
         store = std::make_unique<PlacementStore>(dir / "Mavo");
         return launch();
     }
-    // Lets go of the engine while its timer may run, as a last owner would, and waits until it is
-    // gone: it must not outlive the fakes it uses.
-    void dropEngineAndWait() {
-        std::weak_ptr<MaximizeEngine> weak = engine;
-        engine.reset();
-        while (!weak.expired()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
 
     // The display list changes and the screen cache takes its snapshot, as the shell does.
     void setScreens(std::vector<ScreenInfo> list) {
@@ -190,20 +177,6 @@ class EngineHarness {
         for (const auto& line : logLines(from))
             if (line.rfind(prefix, 0) == 0) out.push_back(line);
         return out;
-    }
-
-    std::filesystem::path placementPath() const { return dir / "Mavo" / "placements.json"; }
-    // The placement file on disk now, once it satisfies `ready` (waiting up to five real seconds).
-    std::optional<nlohmann::json> placementFile(
-        const std::function<bool(const nlohmann::json&)>& ready = nullptr) const {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(ready ? 5 : 0);
-        do {
-            std::ifstream in(placementPath());
-            auto doc = nlohmann::json::parse(in, nullptr, false);
-            if (in.is_open() && !doc.is_discarded() && (!ready || ready(doc))) return doc;
-            std::this_thread::sleep_for(std::chrono::milliseconds(ready ? 20 : 0));
-        } while (std::chrono::steady_clock::now() < deadline);
-        return std::nullopt;
     }
 
   private:

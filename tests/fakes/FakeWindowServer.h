@@ -104,17 +104,8 @@ class FakeWindowServer final : public WindowServer {
     }
 
     // What the engine wrote, in order.
-    template <typename T>
-    std::vector<T> writesTo(const WindowHandle& h) const {
-        Lock l(mu_);
-        std::vector<T> out;
-        for (const auto& [id, value] : writes_)
-            if (id == h.id)
-                if (auto* v = std::get_if<T>(&value)) out.push_back(*v);
-        return out;
-    }
-    std::vector<Point> positionWrites(const WindowHandle& h) const { return writesTo<Point>(h); }
-    std::vector<Size> sizeWrites(const WindowHandle& h) const { return writesTo<Size>(h); }
+    std::vector<Point> positionWrites(const WindowHandle& h) const { return writes<Point>(h); }
+    std::vector<Size> sizeWrites(const WindowHandle& h) const { return writes<Size>(h); }
     // Of every window, or of one.
     size_t writeCount(std::optional<WindowHandle> h = std::nullopt) const {
         Lock l(mu_);
@@ -178,6 +169,14 @@ class FakeWindowServer final : public WindowServer {
         int readsSinceWrite = 0;
     };
 
+    template <typename T>
+    std::vector<T> writes(const WindowHandle& h) const {
+        Lock l(mu_);
+        std::vector<T> out;
+        for (const auto& [id, value] : writes_)
+            if (auto* v = std::get_if<T>(&value); v && id == h.id) out.push_back(*v);
+        return out;
+    }
     Window* find(const WindowHandle& h) {
         auto it = windows_.find(h.id);
         return it == windows_.end() ? nullptr : &it->second;

@@ -29,14 +29,8 @@ TEST(ApplyScenario, OvershootIsCorrectedWithSmallerRequestsForAtMostFourRounds) 
     EXPECT_EQ(h.server.sizeWrites(stuck),
               (std::vector<Size>{{1440, 875}, {1379, 875}, {1318, 875}, {1257, 875}, {1196, 875}}));
     // Needing a correction marks it as an application that sizes its own way.
-    EXPECT_EQ(h.logLines(), (Lines{"learned cell-snap app: com.example.wide",
-                                   "apply \"Wide\" target=(0.0,25.0 1440.0×875.0) "
-                                   "achieved=(0.0,25.0 1439.0×875.0) Δw=1.0 Δh=0.0 iters=1 "
-                                   "mem=false",
-                                   "learned cell-snap app: com.example.stuck",
-                                   "apply \"Stuck\" target=(0.0,25.0 1440.0×875.0) "
-                                   "achieved=(0.0,25.0 1500.0×875.0) Δw=-60.0 Δh=0.0 iters=4 "
-                                   "mem=false"}));
+    EXPECT_EQ(h.defaults.strings("cellSnapApps"),
+              (Lines{"Console", "Terminal", "com.example.stuck", "com.example.wide"}));
 }
 
 // An application that will not grow its window and puts it back where it wants it after every
@@ -62,10 +56,7 @@ TEST(ApplyScenario, WindowThatRefusesThreeTimesIsGivenUpUntilTheHandResizesItByM
     EXPECT_EQ(h.state(w)->disposition, Disposition::cannotFill);
     EXPECT_EQ(h.state(w)->recordedSize, (Size{800, 600}));
     EXPECT_EQ(h.linesStartingWith("apply ").size(), 3u);
-    EXPECT_EQ(h.linesStartingWith("PROBE"),
-              Lines{"PROBE cannot-fill[resist] \"Stubborn\" SPACE-OK ax=(0,25 800x600) cg=(0,25 "
-                    "800x600) — globalTopLeft confirmed; genuine cannot-fill (app refused "
-                    "resize)"});
+    EXPECT_EQ(h.linesStartingWith("PROBE cannot-fill[resist]").size(), 1u);
     EXPECT_EQ(h.writesOver(6), 0u);  // left alone from now on
     EXPECT_EQ(h.engine->cannotFillCount(), 1);
 
@@ -115,15 +106,10 @@ TEST(ApplyScenario, WindowThatUndoesTheEngineIsLeftAloneOnlyWhenItOscillatesFast
         }
         h.step(period, 12);  // applies 2 to 6 at 0.8 … 4.0 s; the 7th would be at 4.8 s
         EXPECT_EQ(h.linesStartingWith("apply ").size(), 6u);
-        EXPECT_EQ(h.server.sizeWrites(w).size(), 6u);
         auto st = h.state(w);
         EXPECT_EQ(st->disposition, Disposition::cannotFill);
         EXPECT_EQ(st->recordedSize, (Size{800, 600}));
-        EXPECT_EQ(st->reassertStamps.size(), 6u);
-        EXPECT_EQ(
-            h.linesStartingWith("PROBE"),
-            Lines{"PROBE cannot-fill[oscillation] \"Fighter\" SPACE-MISMATCH[POSITION-OFFSET] "
-                  "ax=(0,25 1920x1055) cg=(300,200 800x600) Δ=(-300,-175 1120x455)"});
+        EXPECT_EQ(h.linesStartingWith("PROBE cannot-fill[oscillation]").size(), 1u);
         EXPECT_EQ(h.engine->cannotFillCount(), 1);
         EXPECT_EQ(h.frame(w), (Rect{300, 200, 800, 600}));
     }

@@ -27,24 +27,18 @@ TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
     h.store->put("EXT+PRIMARYX|com.example.editor|", record);
     ASSERT_EQ(h.store->count(), 4u);
 
-    size_t mark = h.logMark();
     h.engine->maximizeAllNow();
     h.engine->drain();
     EXPECT_EQ(h.frame(doc), kPrimaryVisibleAX);
     auto s = h.state(doc);
     EXPECT_FALSE(s->rememberedTarget);
     EXPECT_EQ(s->reassertStamps.size(), 1u);  // a fresh state
-    EXPECT_EQ(h.logLines(mark), Lines{"apply \"Doc\" target=(0.0,25.0 1920.0×1055.0) "
-                                      "achieved=(0.0,25.0 1920.0×1055.0) Δw=0.0 Δh=0.0 "
-                                      "iters=0 mem=false"});
     // What applications accept is not forgotten.
     EXPECT_TRUE(h.engine->bestFitFor("org.example.term", kPrimaryVisibleAX));
 
-    h.store->flushNow();
-    auto records = (*h.placementFile())["records"];
-    EXPECT_EQ(records.size(), 2u);
-    EXPECT_TRUE(records.contains("PRIMARY|com.example.editor|"));
-    EXPECT_TRUE(records.contains("EXT+PRIMARYX|com.example.editor|"));
+    EXPECT_EQ(h.store->count(), 2u);
+    EXPECT_TRUE(h.store->get("PRIMARY|com.example.editor|"));
+    EXPECT_TRUE(h.store->get("EXT+PRIMARYX|com.example.editor|"));
 }
 
 TEST(BulkActionsScenario, ReevaluateAllMeetsEveryWindowAfresh) {
@@ -78,7 +72,11 @@ TEST(BulkActionsScenario, BulkActionsHoldTheEngineWeakly) {
         h.engine->noteDisplayConfigChange();
         if (i % 2) h.engine->start();
         std::this_thread::sleep_for(std::chrono::milliseconds(i * 10 % 400));
-        h.dropEngineAndWait();  // gone before, during or after its blocks run
+        // Let go while its blocks or timer may run, as a last owner would: it must be gone before
+        // the fakes it uses are, whether before, during or after its blocks run.
+        std::weak_ptr<MaximizeEngine> weak = h.engine;
+        h.engine.reset();
+        while (!weak.expired()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 

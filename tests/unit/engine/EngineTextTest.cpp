@@ -83,13 +83,5 @@ TEST(PlacementKeyTest, TitlesAreNormalized) {
         EXPECT_EQ(normalizedPlacementTitle(title), normalized) << title;
 }
 
-TEST(PlacementKeyTest, EngineKeysWithTheCurrentDisplays) {
-    EngineHarness h({rightOf(primary1080("B"), 1920, 1080, "A"), primary1080("B")});
-    h.launch();
-    EXPECT_EQ(h.engine->placementKey("com.x", 2, " Report — Edited "), "A+B|com.x|report");
-    h.setScreens({});
-    EXPECT_FALSE(h.engine->placementKey("com.x", 2, "Report"));
-}
-
 }  // namespace
 }  // namespace mavo::test

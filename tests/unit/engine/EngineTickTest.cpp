@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
-#include <thread>
 
 #include "fakes/EngineHarness.h"
 
@@ -157,30 +155,6 @@ TEST(EngineTick, WindowOnNoDisplayIsTheUsers) {
     h.tickAndStep();
     EXPECT_EQ(h.state(w)->disposition, Disposition::userArranged);
     EXPECT_EQ(h.server.writeCount(), 0u);
-}
-
-TEST(EngineTick,
-     TimerTicksFirstAfterPointThreeSecondsThenEveryThreeQuartersHoldingTheEngineWeakly) {
-    EngineHarness h;
-    h.launch();
-    auto began = std::chrono::steady_clock::now();
-    h.engine->start();
-    auto waitForTicks = [&](int n) {
-        auto seconds = [&] {
-            return std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-        };
-        while (h.engine->tickCount() < n && seconds() < 5.0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        return seconds();
-    };
-    double first = waitForTicks(1), second = waitForTicks(2), third = waitForTicks(3);
-    EXPECT_GE(first, 0.3);
-    EXPECT_LT(first, 0.7);
-    EXPECT_GE(second - first, 0.6);
-    EXPECT_LT(second - first, 1.0);
-    EXPECT_NEAR(third - first, 1.5, 0.2);  // the period does not drift
-
-    h.dropEngineAndWait();  // never returns if the timer held the engine strongly
 }
 
 }  // namespace
