@@ -1,8 +1,5 @@
-// The real `mavo` program on a private desktop and session bus, with a tray of the tests' own
-// that a panel's host would be: what it reads off the item and its menu, and what its clicks and
-// the pointer do to the real engine and settings file. The session bus is GIO's test bus, one for
-// the program, as GLib keeps one session connection per process; everything of the tray runs on
-// the default main context.
+// The real `mavo` program on a private desktop and GIO's test session bus, read and clicked by a
+// tray host of the tests' own on the default main context.
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
@@ -185,8 +182,7 @@ class ItemView {
     bool becomes(const char* name, const std::string& value) {
         return pump([&] { return property(name) == value; });
     }
-
-    // The whole menu, asking for it first as a panel does right before showing it.
+    // Asking first, as a panel does right before showing it.
     MenuNode menu(bool aboutToShow = false) {
         if (aboutToShow) {
             GVariant* reply =
@@ -212,7 +208,7 @@ class ItemView {
         if (reply) g_variant_unref(reply);
     }
 
-    std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ... since construction
+    std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ...
 
   private:
     static constexpr const char *kMenu = "/MenuBar", *kMenuInterface = "com.canonical.dbusmenu";
@@ -230,10 +226,6 @@ class ItemView {
 };
 
 auto* sessionBus = static_cast<SessionBus*>(::testing::AddGlobalTestEnvironment(new SessionBus));
-
-bool contains(const Rows& rows, const std::string& row) {
-    return std::ranges::find(rows, row) != rows.end();
-}
 
 TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealProgram) {
     TestDesktop desktop;
@@ -269,15 +261,9 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
         EXPECT_EQ(tray->registrations[0], name);
     }
     ItemView item(name);
-    for (auto [property, value] :
-         {std::pair{"Id", "mavo"},
-          {"Title", "Mavo"},
-          {"Category", "ApplicationStatus"},
-          {"IconName", "com.quastorn.mavo-symbolic"},
-          {"AttentionIconName", "dialog-warning"},
-          {"Menu", "/MenuBar"},
-          {"ItemIsMenu", "true"},
-          {"ToolTip", "('com.quastorn.mavo-symbolic', [], 'Mavo: auto-maximize windows', '')"}})
+    for (auto [property, value] : {std::pair{"IconName", "com.quastorn.mavo-symbolic"},
+                                   {"Menu", "/MenuBar"},
+                                   {"ItemIsMenu", "true"}})
         EXPECT_EQ(item.property(property), value) << property;
     fs::path theme = item.property("IconThemePath").value_or("");
     for (const char* icon :
@@ -288,13 +274,10 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
                "true";
     }));
 
-    // Hidden until the pointer is in the band: 24 points plus 2 below the top edge.
+    // Hidden until the pointer is in the band at the top edge.
     ASSERT_TRUE(item.becomes("Status", "Passive"));
     ASSERT_TRUE(desktop.xdotool("mousemove 800 5"));
     EXPECT_TRUE(item.becomes("Status", "Active"));
-    ASSERT_TRUE(desktop.xdotool("mousemove 300 25"));
-    pumpFor(0.4);
-    EXPECT_EQ(item.property("Status"), "Active");
     ASSERT_TRUE(desktop.xdotool("mousemove 300 40"));
     EXPECT_TRUE(item.becomes("Status", "Passive"));
     EXPECT_EQ(std::ranges::count(item.signals, "NewStatus:Active"), 1);
@@ -311,7 +294,7 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: active (off)");
     for (const char* row : {"---", "Pause", "Hide Icon Until Hover [x]", "Show/hide delay: 0s >"})
-        EXPECT_TRUE(contains(rows, row)) << row;
+        EXPECT_GT(std::ranges::count(rows, row), 0) << row;
     Rows seconds{"0s (x)"};  // the slider becomes whole-second radio items
     for (int s = 1; s <= 10; ++s) seconds.push_back(std::to_string(s) + "s ( )");
     EXPECT_EQ(menu["Show/hide delay: 0s"].rows(), seconds);
@@ -320,24 +303,15 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     ASSERT_TRUE(pump([&] { return settings().value("paused", false); }));
     EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
     EXPECT_TRUE(pump([&] { return std::ranges::count(item.signals, "NewIcon") > 0; }));
-    // Paused, the engine leaves a new window as it is...
-    auto client = desktop.startClient(
-        {"--title", "Notes", "--class", "TrayNotes", "--geometry", "400x300+100+100"});
-    ASSERT_TRUE(client);
-    pumpFor(2.0);
-    EXPECT_LT(desktop.frame(client->window)->width, 1000);
-    // ...and the menu, rebuilt for this opening, says so and names the frontmost application.
-    menu = item.menu(true);
-    rows = menu.rows();
+    // The menu, rebuilt for this opening, says so and names the frontmost application.
+    ASSERT_TRUE(desktop.startClient({"--class", "TrayNotes"}));
+    EXPECT_TRUE(pump([&] {
+        rows = (menu = item.menu(true)).rows();
+        return std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); });
+    }));
     ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: paused (off)");
-    EXPECT_TRUE(contains(rows, "Resume"));
-    EXPECT_TRUE(std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); }));
-    // A forced pass runs even while paused.
-    item.send(menu["Maximize All Windows Now"]);
-    EXPECT_TRUE(pump([&] { return desktop.frame(client->window)->width == 1920; }));
-    EXPECT_TRUE(settings().value("paused", false));
-
+    EXPECT_EQ(std::ranges::count(rows, "Resume"), 1);
     // A whole-second choice lands in the settings file and in the open menu's label.
     item.send(menu["Show/hide delay: 0s"]["3s"]);
     EXPECT_TRUE(pump([&] { return settings().value("unhideDelay", -1.0) == 3.0; }));
