@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -22,29 +21,14 @@ namespace {
 namespace fs = std::filesystem;
 using Rows = std::vector<std::string>;
 
-// Stopped at the end but never torn down: that would wait for GLib's own connection to go.
-class SessionBus : public ::testing::Environment {
-  public:
-    void SetUp() override {
-        bus_ = g_test_dbus_new(G_TEST_DBUS_NONE);
-        g_test_dbus_up(bus_);
-        address = g_test_dbus_get_bus_address(bus_);
-    }
-    void TearDown() override { g_test_dbus_stop(bus_); }
-    std::string address;
-
-  private:
-    GTestDBus* bus_ = nullptr;
-};
-
 bool pump(const std::function<bool()>& condition, double seconds = 5) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    for (; !condition(); g_usleep(5000)) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-    }
-    return true;
+    return TestDesktop::waitUntil(
+        [&] {
+            while (g_main_context_iteration(nullptr, FALSE)) {
+            }
+            return condition();
+        },
+        seconds);
 }
 void pumpFor(double seconds) {
     pump([] { return false; }, seconds);
@@ -225,9 +209,11 @@ class ItemView {
     std::string busName_;
 };
 
-auto* sessionBus = static_cast<SessionBus*>(::testing::AddGlobalTestEnvironment(new SessionBus));
-
 TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealProgram) {
+    // Stopped at the end but never torn down: that would wait for GLib's own connection to go.
+    std::unique_ptr<GTestDBus, void (*)(GTestDBus*)> bus(g_test_dbus_new(G_TEST_DBUS_NONE),
+                                                         &g_test_dbus_stop);
+    g_test_dbus_up(bus.get());
     TestDesktop desktop;
     ASSERT_EQ(desktop.failure(), "");
     const fs::path defaults = desktop.home() / "config/mavo/defaults.json",
@@ -245,8 +231,10 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
         return n;
     };
     ASSERT_TRUE(desktop.xdotool("mousemove 800 600"));
-    pid_t mavo = desktop.spawn({MAVO_PROGRAM}, {"DBUS_SESSION_BUS_ADDRESS=" + sessionBus->address,
-                                                "MAVO_DIAG_LOG=" + diag.string()});
+    pid_t mavo = desktop.spawn(
+        {MAVO_PROGRAM},
+        {"DBUS_SESSION_BUS_ADDRESS=" + std::string(g_test_dbus_get_bus_address(bus.get())),
+         "MAVO_DIAG_LOG=" + diag.string()});
     const std::string name = "org.kde.StatusNotifierItem-" + std::to_string(mavo) + "-1";
 
     // No panel yet: said once; then registered with each panel that appears.

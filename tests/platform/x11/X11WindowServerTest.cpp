@@ -93,7 +93,6 @@ TEST_F(X11WindowServerTest, OwnersRolesSubrolesAndWhatIsSettable) {
     EXPECT_TRUE(ax->isSettable(win(plain.window), Attr::size));
     EXPECT_TRUE(ax->isSettable(win(fixed.window), Attr::position));
     EXPECT_FALSE(ax->isSettable(win(fixed.window), Attr::size));
-    EXPECT_FALSE(ax->isSettable(win(fixed.window), Attr::title));
 }
 
 TEST_F(X11WindowServerTest, FramesHaveDecorationsNotShadowsAndWritesLandBeforeTheReadBack) {
