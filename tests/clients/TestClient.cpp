@@ -1,11 +1,5 @@
-// A small X client for the platform and end-to-end tests: one window whose behaviour towards the
-// window manager is chosen on the command line. Prints "window 0x<id>" once mapped.
-//
-//   mavo_test_client [--kind plain|fixed|overshoot|fighting|settling|dock] [--title T] [--class C]
-//                    [--instance I] [--geometry WxH+X+Y] [--type normal|dialog|utility|none]
-//                    [--transient-for WINDOW] [--no-pid] [--fight-delay MS] [--no-class]
-//                    [--skip-taskbar] [--extra-windows N]
-//
+// A small X client for the platform and end-to-end tests (options in parse()): one window whose
+// behaviour towards the window manager is chosen by --kind. Prints "window 0x<id>" once mapped.
 // fixed: minimum = maximum size; overshoot: answers a size set by someone else with one 7 pixels
 // larger each way; fighting: restores its own geometry FIGHT-DELAY ms after someone else resized
 // it; settling: grows itself by 120×80 once, FIGHT-DELAY ms after it was mapped, as an application

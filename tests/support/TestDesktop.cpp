@@ -31,10 +31,6 @@ std::unique_ptr<T, void (*)(void*)> owned(T* reply) {
     return {reply, &std::free};
 }
 
-std::string nameOf(const std::string& entry) {
-    return entry.substr(0, entry.find('=') + 1);
-}
-
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, const Frame& f) {
@@ -59,7 +55,7 @@ TestDesktop::TestDesktop(Options options) {
     if (options.sessionBus || options.windowManager == xfwm4 || options.windowManager == marco ||
         options.windowManager == mutter) {
         auto address =
-            firstLine(bus, {"dbus-daemon", "--session", "--nofork", "--print-address={fd}"}, 10);
+            firstLine(bus, {"dbus-daemon", "--session", "--nofork", "--print-address"}, 10);
         if (!address) {
             failure_ = "dbus-daemon did not start";
             return;
@@ -84,7 +80,8 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     // async-signal-safe calls.
     std::vector<std::string> vars = env;
     auto add = [&](const std::string& entry) {
-        if (std::ranges::none_of(vars, [&](auto& v) { return nameOf(v) == nameOf(entry); }))
+        auto name = entry.substr(0, entry.find('=') + 1);
+        if (std::ranges::none_of(vars, [&](auto& v) { return v.starts_with(name); }))
             vars.push_back(entry);
     };
     auto in = [&](const char* sub) { return (dir_ / sub).string(); };
@@ -126,19 +123,11 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     return pid;
 }
 
-std::optional<std::string> TestDesktop::firstLine(pid_t& pid, std::vector<std::string> argv,
+std::optional<std::string> TestDesktop::firstLine(pid_t& pid, const std::vector<std::string>& argv,
                                                   double seconds) {
-    // Written to the descriptor that "{fd}" in `argv` names, else to the program's stdout.
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0) return std::nullopt;
-    bool named = false;
-    for (auto& arg : argv)
-        if (auto at = arg.find("{fd}"); at != std::string::npos) {
-            arg.replace(at, 4, std::to_string(fds[1]));
-            named = true;
-        }
-    if (named) fcntl(fds[1], F_SETFD, 0);
-    pid = spawn(argv, {}, named ? -1 : fds[1]);
+    pid = spawn(argv, {}, fds[1]);
     ::close(fds[1]);
     std::string line;
     bool complete = false;
@@ -162,8 +151,8 @@ bool TestDesktop::startServer(const Options& options) {
     // keeps the monitors a lone xrandr sets across client exits.
     std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height);
     auto number = firstLine(server_,
-                            {"Xvfb", "-displayfd", "{fd}", "-screen", "0", screen + "x24",
-                             "-noreset", "-nolisten", "tcp", "+extension", "RANDR"},
+                            {"Xvfb", "-displayfd", "1", "-screen", "0", screen + "x24", "-noreset",
+                             "-nolisten", "tcp", "+extension", "RANDR"},
                             20);
     if (!number) return failure_ = "Xvfb did not report a display number", false;
     display_ = ":" + *number;

@@ -100,8 +100,9 @@ class TestDesktop {
     template <class T>
     std::vector<T> values(xcb_window_t window, const std::string& name);
     std::vector<uint32_t> clientList() { return property(root_, "_NET_CLIENT_LIST"); }
-    // Starts a program and reads the first line it writes to a pipe.
-    std::optional<std::string> firstLine(pid_t& pid, std::vector<std::string> argv, double seconds);
+    // Starts a program and reads the first line of its stdout.
+    std::optional<std::string> firstLine(pid_t& pid, const std::vector<std::string>& argv,
+                                         double seconds);
     bool startServer(const Options& options);
     bool startWindowManager(const Options& options);
     bool startPanel();

@@ -1,6 +1,3 @@
-// The menu changes the engine's settings on the main thread while the engine ticks on its own
-// queue: every shared setting goes through the engine's lock, everything else stays on the queue.
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -41,24 +38,17 @@ TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
             e.setPaused(i % 7 == 0);
             e.persistPaused();
             e.setTopCenterMode(i % 3 != 0);
-            e.persistTopCenterMode();
             e.setFocusSizeBigDisplays(i % 2 == 0);
             e.persistFocusSizeBigDisplays();
             (void)e.excludesBundleID(bid);
-            (void)e.topCentersBundleID(bid);
-            (void)e.maximizesBundleID(bid);
             (void)e.excludedBundleIDs();
             (void)e.cannotFillCount();
-            (void)e.windowsMaximizedCount();
-            (void)e.paused();
-            (void)e.topCenterMode();
-            (void)e.focusSizeBigDisplays();
             if (i % 25 == 0) e.reevaluateAll();
             if (i % 40 == 0) e.maximizeAllNow();
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     });
-    std::thread hand([&] {  // and the passing of time
+    std::thread hand([&] {
         for (int i = 0; !stop; ++i) {
             h.input.press();
             h.server.setFrame(windows[i % windows.size()], {200.0 + i % 50, 150, 1000, 700});
@@ -69,14 +59,13 @@ TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    std::thread displays([&] {  // as the application shell reports them
+    std::thread displays([&] {
         for (int i = 0; !stop; ++i) {
             h.setScreens(i % 2 ? big : std::vector{primary1080()});
             h.engine->noteDisplayConfigChange();
             std::this_thread::sleep_for(std::chrono::milliseconds(40));
         }
     });
-    // Forced passes as an end-to-end test drives them, then a few timer ticks.
     for (int i = 0; i < 150; ++i) {
         h.engine->tickAndWait(i % 2 == 0);
         (void)h.engine->trackedWindowCount();

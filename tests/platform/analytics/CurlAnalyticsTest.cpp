@@ -33,7 +33,6 @@ struct Server {
     int port = 0, refusingPort = 0;
     char log[512] = {};
 };
-
 const Server& server() {
     static const Server s = [] {
         Server s;
@@ -44,7 +43,6 @@ const Server& server() {
     return s;
 }
 
-// The path under which the running test talks to the server.
 std::string prefix() {
     return std::string("/") + ::testing::UnitTest::GetInstance()->current_test_info()->name() + "/";
 }
@@ -72,7 +70,6 @@ std::shared_ptr<Analytics> make(AnalyticsConfig c, std::shared_ptr<HttpSender> s
                                  nullptr, nullptr, nullptr});
 }
 
-// Loaded as the program loads it, from the module.
 struct CurlAnalytics : ::testing::Test {
     std::shared_ptr<HttpSender> sender = loadHttpSender(MAVO_HTTP_MODULE);
     void SetUp() override { ASSERT_TRUE(sender); }
@@ -80,8 +77,7 @@ struct CurlAnalytics : ::testing::Test {
 
 }  // namespace
 
-// A server that is down costs nothing and stops nothing: the same sender then carries batches
-// posted from many threads at once, each event exactly once, in the wire format.
+// A down server costs nothing; batches from many threads then arrive once each, in wire format.
 TEST_F(CurlAnalytics, DownServerIsHarmlessAndBatchesFromManyThreadsArriveExactlyOnce) {
     auto down = make({usKey, url("", server().refusingPort), ""}, sender);
     down->trackEvent("app_paused");
@@ -135,9 +131,7 @@ TEST_F(CurlAnalytics, ServerThatNeverAnswersHoldsNothingUpAndIsDroppedAtTheTimeo
     EXPECT_EQ(a->queuedCount(), 0u);
 }
 
-// Ends the way the application does: start, a last event, the termination flush and the exit,
-// with nothing else running. The termination flush waits for the (slow) answer, so the batch is
-// at the server by the time the process is gone.
+// The termination flush waits for the (slow) answer, so the batch is there before the exit.
 TEST(CurlAnalyticsExit, FinalBatchLeavesBeforeTheProcessExits) {
     const std::string base = url("slow-0.3");
     auto before = Steady::now();

@@ -1,14 +1,10 @@
-// The real `mavo` program on a private desktop and session bus, with a tray of the tests' own
-// that a panel's host would be: what it reads off the item and its menu, and what its clicks and
-// the pointer do to the real engine and settings file. The session bus is GIO's test bus, one for
-// the program, as GLib keeps one session connection per process; everything of the tray runs on
-// the default main context.
+// The real `mavo` program on a private desktop and GIO's test session bus, read and clicked by a
+// tray host of the tests' own on the default main context.
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -25,29 +21,14 @@ namespace {
 namespace fs = std::filesystem;
 using Rows = std::vector<std::string>;
 
-// Stopped at the end but never torn down: that would wait for GLib's own connection to go.
-class SessionBus : public ::testing::Environment {
-  public:
-    void SetUp() override {
-        bus_ = g_test_dbus_new(G_TEST_DBUS_NONE);
-        g_test_dbus_up(bus_);
-        address = g_test_dbus_get_bus_address(bus_);
-    }
-    void TearDown() override { g_test_dbus_stop(bus_); }
-    std::string address;
-
-  private:
-    GTestDBus* bus_ = nullptr;
-};
-
 bool pump(const std::function<bool()>& condition, double seconds = 5) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    for (; !condition(); g_usleep(5000)) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-    }
-    return true;
+    return TestDesktop::waitUntil(
+        [&] {
+            while (g_main_context_iteration(nullptr, FALSE)) {
+            }
+            return condition();
+        },
+        seconds);
 }
 void pumpFor(double seconds) {
     pump([] { return false; }, seconds);
@@ -185,8 +166,7 @@ class ItemView {
     bool becomes(const char* name, const std::string& value) {
         return pump([&] { return property(name) == value; });
     }
-
-    // The whole menu, asking for it first as a panel does right before showing it.
+    // Asking first, as a panel does right before showing it.
     MenuNode menu(bool aboutToShow = false) {
         if (aboutToShow) {
             GVariant* reply =
@@ -212,7 +192,7 @@ class ItemView {
         if (reply) g_variant_unref(reply);
     }
 
-    std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ... since construction
+    std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ...
 
   private:
     static constexpr const char *kMenu = "/MenuBar", *kMenuInterface = "com.canonical.dbusmenu";
@@ -229,13 +209,11 @@ class ItemView {
     std::string busName_;
 };
 
-auto* sessionBus = static_cast<SessionBus*>(::testing::AddGlobalTestEnvironment(new SessionBus));
-
-bool contains(const Rows& rows, const std::string& row) {
-    return std::ranges::find(rows, row) != rows.end();
-}
-
 TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealProgram) {
+    // Stopped at the end but never torn down: that would wait for GLib's own connection to go.
+    std::unique_ptr<GTestDBus, void (*)(GTestDBus*)> bus(g_test_dbus_new(G_TEST_DBUS_NONE),
+                                                         &g_test_dbus_stop);
+    g_test_dbus_up(bus.get());
     TestDesktop desktop;
     ASSERT_EQ(desktop.failure(), "");
     const fs::path defaults = desktop.home() / "config/mavo/defaults.json",
@@ -253,8 +231,10 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
         return n;
     };
     ASSERT_TRUE(desktop.xdotool("mousemove 800 600"));
-    pid_t mavo = desktop.spawn({MAVO_PROGRAM}, {"DBUS_SESSION_BUS_ADDRESS=" + sessionBus->address,
-                                                "MAVO_DIAG_LOG=" + diag.string()});
+    pid_t mavo = desktop.spawn(
+        {MAVO_PROGRAM},
+        {"DBUS_SESSION_BUS_ADDRESS=" + std::string(g_test_dbus_get_bus_address(bus.get())),
+         "MAVO_DIAG_LOG=" + diag.string()});
     const std::string name = "org.kde.StatusNotifierItem-" + std::to_string(mavo) + "-1";
 
     // No panel yet: said once; then registered with each panel that appears.
@@ -269,15 +249,9 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
         EXPECT_EQ(tray->registrations[0], name);
     }
     ItemView item(name);
-    for (auto [property, value] :
-         {std::pair{"Id", "mavo"},
-          {"Title", "Mavo"},
-          {"Category", "ApplicationStatus"},
-          {"IconName", "com.quastorn.mavo-symbolic"},
-          {"AttentionIconName", "dialog-warning"},
-          {"Menu", "/MenuBar"},
-          {"ItemIsMenu", "true"},
-          {"ToolTip", "('com.quastorn.mavo-symbolic', [], 'Mavo: auto-maximize windows', '')"}})
+    for (auto [property, value] : {std::pair{"IconName", "com.quastorn.mavo-symbolic"},
+                                   {"Menu", "/MenuBar"},
+                                   {"ItemIsMenu", "true"}})
         EXPECT_EQ(item.property(property), value) << property;
     fs::path theme = item.property("IconThemePath").value_or("");
     for (const char* icon :
@@ -288,13 +262,10 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
                "true";
     }));
 
-    // Hidden until the pointer is in the band: 24 points plus 2 below the top edge.
+    // Hidden until the pointer is in the band at the top edge.
     ASSERT_TRUE(item.becomes("Status", "Passive"));
     ASSERT_TRUE(desktop.xdotool("mousemove 800 5"));
     EXPECT_TRUE(item.becomes("Status", "Active"));
-    ASSERT_TRUE(desktop.xdotool("mousemove 300 25"));
-    pumpFor(0.4);
-    EXPECT_EQ(item.property("Status"), "Active");
     ASSERT_TRUE(desktop.xdotool("mousemove 300 40"));
     EXPECT_TRUE(item.becomes("Status", "Passive"));
     EXPECT_EQ(std::ranges::count(item.signals, "NewStatus:Active"), 1);
@@ -311,7 +282,7 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: active (off)");
     for (const char* row : {"---", "Pause", "Hide Icon Until Hover [x]", "Show/hide delay: 0s >"})
-        EXPECT_TRUE(contains(rows, row)) << row;
+        EXPECT_GT(std::ranges::count(rows, row), 0) << row;
     Rows seconds{"0s (x)"};  // the slider becomes whole-second radio items
     for (int s = 1; s <= 10; ++s) seconds.push_back(std::to_string(s) + "s ( )");
     EXPECT_EQ(menu["Show/hide delay: 0s"].rows(), seconds);
@@ -320,24 +291,15 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     ASSERT_TRUE(pump([&] { return settings().value("paused", false); }));
     EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
     EXPECT_TRUE(pump([&] { return std::ranges::count(item.signals, "NewIcon") > 0; }));
-    // Paused, the engine leaves a new window as it is...
-    auto client = desktop.startClient(
-        {"--title", "Notes", "--class", "TrayNotes", "--geometry", "400x300+100+100"});
-    ASSERT_TRUE(client);
-    pumpFor(2.0);
-    EXPECT_LT(desktop.frame(client->window)->width, 1000);
-    // ...and the menu, rebuilt for this opening, says so and names the frontmost application.
-    menu = item.menu(true);
-    rows = menu.rows();
+    // The menu, rebuilt for this opening, says so and names the frontmost application.
+    ASSERT_TRUE(desktop.startClient({"--class", "TrayNotes"}));
+    EXPECT_TRUE(pump([&] {
+        rows = (menu = item.menu(true)).rows();
+        return std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); });
+    }));
     ASSERT_FALSE(rows.empty());
     EXPECT_EQ(rows[0], "Mavo: paused (off)");
-    EXPECT_TRUE(contains(rows, "Resume"));
-    EXPECT_TRUE(std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); }));
-    // A forced pass runs even while paused.
-    item.send(menu["Maximize All Windows Now"]);
-    EXPECT_TRUE(pump([&] { return desktop.frame(client->window)->width == 1920; }));
-    EXPECT_TRUE(settings().value("paused", false));
-
+    EXPECT_EQ(std::ranges::count(rows, "Resume"), 1);
     // A whole-second choice lands in the settings file and in the open menu's label.
     item.send(menu["Show/hide delay: 0s"]["3s"]);
     EXPECT_TRUE(pump([&] { return settings().value("unhideDelay", -1.0) == 3.0; }));
