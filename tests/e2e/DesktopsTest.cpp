@@ -66,9 +66,8 @@ TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
     EXPECT_TRUE(syncUntil([&] {
         return frameOf(plain) == usable && fillsByCells(frameOf(*term), *usable) &&
                visibleFrame(*gtk) == usable;
-    })) << "usable "
-        << *usable << ", plain " << frameOf(plain) << ", xterm " << frameOf(*term) << ", GTK "
-        << visibleFrame(*gtk);
+    })) << *usable
+        << frameOf(plain) << frameOf(*term) << visibleFrame(*gtk);
     // Windows coming and going rewrite the work area on some of these: that changes no display.
     EXPECT_EQ(diagCount("display reconfigure"), 0);
 }

@@ -88,12 +88,12 @@ class E2ETest : public ::testing::Test {
     }
 
     // One whole tick of the running Mavo, asked for through the test hooks.
-    Tick sync(bool force = false, int times = 1) {
+    Tick sync(int times = 1) {
         Tick tick;
         for (int i = 0; i < times; ++i) {
             uint32_t counter = ++syncs;
             desktop->setProperty(desktop->root(), "_MAVO_SYNC_REQUEST", XCB_ATOM_CARDINAL,
-                                 {counter, uint32_t(force)});
+                                 {counter, 0});
             tick = {};
             TestDesktop::waitUntil(
                 [&] {
@@ -168,9 +168,6 @@ class E2ETest : public ::testing::Test {
         return n;
     }
     bool diagHas(const std::string& text) { return diagCount(text) > 0; }
-    bool diagShows(const std::string& text) {
-        return TestDesktop::waitUntil([&] { return diagHas(text); });
-    }
 
     void expectOrderlyExit(int signum = SIGTERM) {
         ASSERT_TRUE(alive()) << "Mavo died";

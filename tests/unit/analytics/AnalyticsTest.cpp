@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
-#include "common/SerialQueue.h"
 #include "fakes/FakeClock.h"
 #include "fakes/FakeHttpSender.h"
 #include "fakes/FakeTimers.h"
@@ -161,19 +157,4 @@ TEST(AnalyticsDeathTest, SessionIdThatCannotFitStopsTheProcess) {
     EXPECT_DEATH(Analytics::newSessionId(184467440737.0, 9551616), "");
     EXPECT_DEATH(Analytics::newSessionId(1e30, 0), "");
     EXPECT_DEATH(Analytics::newSessionId(-1.0, 0), "");
-}
-
-TEST(Analytics, QueueTimerFlushesOnItsOwnAndStopsWithTheClient) {
-    Rig rig;
-    rig.config.flushInterval = 0.02;
-    SerialQueue queue("test.analytics");
-    auto a = Analytics::create(rig.config, {rig.sender, nullptr, &rig.clock, &queue, nullptr});
-    a->start();
-    for (int i = 0; i < 1000 && rig.sender->posts().empty(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ASSERT_EQ(rig.sender->posts().size(), 1u);
-    a->trackEvent("app_paused");
-    a.reset();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(rig.sender->posts().size(), 1u);
 }

@@ -194,13 +194,6 @@ TEST_F(AppDelegateTest, LaunchReachesEverySubsystemInOrderAndLogsEachScreenOnAnE
     EXPECT_EQ(diag(), logged);
 }
 
-TEST_F(AppDelegateTest, NoScreensMeansNoScreenLinesButTheLaunchGoesOn) {
-    displays.setScreens({});
-    launch();
-    EXPECT_EQ(diag().find("screen["), std::string::npos);
-    expectInOrder({"loop.observeTermination"});
-}
-
 TEST_F(AppDelegateTest, DisplayChangeRefreshesTheCacheThenStartsTheObservePeriod) {
     // The change arrives after the observer is installed but before the engine's timer starts.
     onInputStart = [this] {
