@@ -19,16 +19,16 @@ namespace mavo {
 
 // What a pass saw of one window and of the user's hands.
 struct Observation {
-    Rect frame;
-    std::string title;
+    Rect frame{};
+    std::string title{};
     bool sizeSettable = true;
     bool mouseDown = false;
     double secondsSinceDrag = std::numeric_limits<double>::infinity();
     bool recentlyKeyed = false;  // within the window in which a key counts as a user maximize
     // The placement remembered for the window with the displays attached now. Looked up only for a
     // window met for the first time or re-adopted after the displays changed: nothing else reads it.
-    std::optional<Rect> rememberedFrame;
-    std::optional<Size> rememberedTopCenterSize;
+    std::optional<Rect> rememberedFrame{};
+    std::optional<Size> rememberedTopCenterSize{};
 };
 
 // What the settings and the pass say about a window.
