@@ -26,7 +26,8 @@ struct Observation {
     double secondsSinceDrag = std::numeric_limits<double>::infinity();
     bool recentlyKeyed = false;  // within the window in which a key counts as a user maximize
     // The placement remembered for the window with the displays attached now. Looked up only for a
-    // window met for the first time or re-adopted after the displays changed: nothing else reads it.
+    // window met for the first time or re-adopted after the displays changed: nothing else reads
+    // it.
     std::optional<Rect> rememberedFrame{};
     std::optional<Size> rememberedTopCenterSize{};
 };
