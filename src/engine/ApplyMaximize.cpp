@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <type_traits>
+#include <variant>
 
 #include "engine/MaximizeEngine.h"
 #include "engine/RectStr.h"
@@ -25,6 +27,34 @@ void increment(int& counter) {
 }
 
 }  // namespace
+
+void MaximizeEngine::perform(const Effect& effect, const Candidate& c, const Observation& seen,
+                             ManagedState& state) {
+    auto key = [&] { return placementKey(c.bid, c.windowCount, seen.title); };
+    std::visit(
+        [&](const auto& e) {
+            using E = std::decay_t<decltype(e)>;
+            if constexpr (std::is_same_v<E, effect::Apply>) {
+                applyMaximize(c.window, e.target, state, c.bid, e.customRestore);
+            } else if constexpr (std::is_same_v<E, effect::RememberPlacement>) {
+                if (auto k = key()) {
+                    env_.store.put(
+                        *k, PlacementRecord{
+                                e.displayUUID, e.rel, referenceDateFromUnix(env_.clock.wallClock()),
+                                e.topCenter ? std::optional(true) : std::nullopt, std::nullopt});
+                }
+            } else if constexpr (std::is_same_v<E, effect::ForgetPlacement>) {
+                if (auto k = key()) env_.store.remove(*k);
+            } else if constexpr (std::is_same_v<E, effect::RememberBestFit>) {
+                rememberBestFit(e.accepted, c.bid, e.target);
+            } else if constexpr (std::is_same_v<E, effect::Log>) {
+                diag(e.line);
+            } else {
+                env_.events.trackEvent(e.name, e.props);
+            }
+        },
+        effect);
+}
 
 void MaximizeEngine::applyMaximize(const WindowHandle& element, const Rect& target,
                                    ManagedState& state, const std::string& bid,

@@ -57,6 +57,40 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
     return found;
 }
 
+MaximizeEngine::Pass MaximizeEngine::beginPass(bool firstTick, bool force) const {
+    return {firstTick, force, env_.drag.isMouseDown(), env_.drag.secondsSinceDrag(),
+            env_.drag.recentlyKeyed(tunables.userMaximizeDragWindow)};
+}
+
+void MaximizeEngine::evaluate(const Candidate& c, const Pass& pass) {
+    auto facts = env_.ax.facts(c.window);
+    if (!facts || !facts->frame) return;  // unreadable this time; no state is created
+
+    Observation seen{
+        *facts->frame,         std::move(facts->title), facts->sizeSettable, pass.mouseDown,
+        pass.secondsSinceDrag, pass.recentlyKeyed,      std::nullopt,        std::nullopt};
+    WindowKey key{c.window};
+    auto it = states_.find(key);
+    std::optional<ManagedState> known;
+    if (it != states_.end()) known = std::move(it->second);
+    // Only a new window and one re-adopted after a display change read the placement store.
+    if (!known || known->needsStoreReadopt) {
+        seen.rememberedFrame = restoredPlacement(c.bid, c.windowCount, seen.title);
+        seen.rememberedTopCenterSize = restoredTopCenterSize(c.bid, c.windowCount, seen.title);
+    }
+    PolicySettings settings{c.topCenter,
+                            c.focusEligible,
+                            env_.builtIns.wideFocus.count(c.bid) > 0,
+                            cellSnapApps_.count(c.bid) > 0,
+                            pass.firstTick,
+                            pass.force,
+                            maximizeExistingOnStartup_,
+                            reconfiguringUntil_};
+    Decision d = decide(std::move(known), seen, settings, env_.screens, env_.clock.uptime());
+    ManagedState& state = states_[key] = std::move(d.state);
+    for (const Effect& effect : d.effects) perform(effect, c, seen, state);
+}
+
 void MaximizeEngine::tick(bool force) {
     ticks_.fetch_add(1);
     // Once stopped, a tick ends between two windows: nothing is pruned or counted from a partial
@@ -68,14 +102,12 @@ void MaximizeEngine::tick(bool force) {
 
     if (!force && locked(_paused)) return;
 
-    bool mouseDown = env_.drag.isMouseDown();
+    Pass pass = beginPass(isFirstTick, force);
     std::unordered_set<WindowKey, WindowKeyHash> seen;
     for (const Candidate& c : candidates(locked(_topCenterMode), locked(_focusSizeBigDisplays))) {
         if (stopped()) return;
-        WindowKey key{c.window};
-        seen.insert(key);
-        evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible, mouseDown,
-                 isFirstTick, force);
+        seen.insert(WindowKey{c.window});
+        evaluate(c, pass);
     }
 
     double now = env_.clock.uptime();
@@ -85,7 +117,7 @@ void MaximizeEngine::tick(bool force) {
             it = seen.count(it->first) ? std::next(it) : states_.erase(it);
         }
         if (wasReconfiguring_) {
-            for (auto& entry : states_) entry.second->needsStoreReadopt = true;
+            for (auto& entry : states_) entry.second.needsStoreReadopt = true;
             diag("config settled — re-adopting " + std::to_string(states_.size()) + " windows");
         }
     }
@@ -93,7 +125,7 @@ void MaximizeEngine::tick(bool force) {
 
     int cannotFill = 0;
     for (const auto& entry : states_) {
-        if (entry.second->disposition == Disposition::cannotFill) ++cannotFill;
+        if (entry.second.disposition == Disposition::cannotFill) ++cannotFill;
     }
     std::lock_guard<std::mutex> guard(lock_);
     _cannotFillCount = cannotFill;
@@ -106,7 +138,7 @@ void MaximizeEngine::evaluateNewWindows() {
         self.firstSightQueued_ = false;
         // Windows open at launch are the first tick's to judge, by its own rules.
         if (self.firstTick_ || self.locked(self._paused)) return;
-        bool mouseDown = self.env_.drag.isMouseDown();
+        Pass pass = self.beginPass(false, false);
         for (const Candidate& c : self.candidates(self.locked(self._topCenterMode),
                                                   self.locked(self._focusSizeBigDisplays))) {
             if (self.stopped()) return;
@@ -114,8 +146,7 @@ void MaximizeEngine::evaluateNewWindows() {
             if (self.states_.count(key)) continue;
             self.firstSight_ = true;
             self.firstSightMissed_ = false;
-            self.evaluate(c.window, key, c.bid, c.windowCount, c.topCenter, c.focusEligible,
-                          mouseDown, false, false);
+            self.evaluate(c, pass);
             self.firstSight_ = false;
             if (self.firstSightMissed_) self.states_.erase(key);
         }

@@ -54,7 +54,7 @@ std::optional<ManagedState> MaximizeEngine::windowState(const WindowHandle& wind
     std::optional<ManagedState> result;
     queue_->sync([&] {
         auto it = states_.find(WindowKey{window});
-        if (it != states_.end()) result = *it->second;
+        if (it != states_.end()) result = it->second;
     });
     return result;
 }

@@ -18,6 +18,7 @@
 #include "common/SerialQueue.h"
 #include "common/UserDefaults.h"
 #include "engine/BuiltInApps.h"
+#include "engine/Decide.h"
 #include "engine/DragMonitor.h"
 #include "engine/EngineTypes.h"
 #include "geometry/ScreenCache.h"
@@ -111,9 +112,6 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
   private:
     explicit MaximizeEngine(EngineEnvironment env);
 
-    // Per-window inputs of one evaluation, worked out once at its start.
-    struct WindowContext;
-
     // A window worth evaluating, with what its application's settings say about it.
     struct Candidate {
         WindowHandle window;
@@ -122,16 +120,19 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
         bool topCenter;
         bool focusEligible;
     };
+    // What a pass reads once for every window it judges.
+    struct Pass {
+        bool firstTick, force, mouseDown;
+        double secondsSinceDrag;
+        bool recentlyKeyed;
+    };
     std::vector<Candidate> candidates(bool topCenterMode, bool focusSizeBig);
+    Pass beginPass(bool firstTick, bool force) const;
     void tick(bool force);
-    void evaluate(const WindowHandle& element, const WindowKey& key, const std::string& bid,
-                  int windowCount, bool topCenter, bool focusEligible, bool mouseDown,
-                  bool firstTick, bool force);
-    void evaluateFirstSight(WindowContext& w);
-    void evaluateKnown(WindowContext& w);
-    void maximizeBranch(WindowContext& w);
-    void centeredBranch(WindowContext& w);
-    bool detectUserMaximize(WindowContext& w);
+    // Observes one window, decides, and carries out the decision's effects in order.
+    void evaluate(const Candidate& c, const Pass& pass);
+    void perform(const Effect& effect, const Candidate& c, const Observation& seen,
+                 ManagedState& state);
 
     void applyMaximize(const WindowHandle& element, const Rect& target, ManagedState& state,
                        const std::string& bid, bool isCustomRestore);
@@ -161,7 +162,7 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     EngineEnvironment env_;
 
     // Engine-queue confined.
-    std::unordered_map<WindowKey, std::shared_ptr<ManagedState>, WindowKeyHash> states_;
+    std::unordered_map<WindowKey, ManagedState, WindowKeyHash> states_;
     std::unordered_map<BestFitKey, Rect, BestFitKeyHash> bestFitMemory_;
     std::set<std::string> cellSnapApps_;
     bool firstTick_ = true;

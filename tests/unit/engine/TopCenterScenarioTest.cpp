@@ -90,24 +90,6 @@ TEST(TopCenterScenario, FocusSizeOnLargeDisplays) {
     }
 }
 
-TEST(TopCenterScenario, SixPointResizeIsAMoveThatIsRespectedUntilDraggedOverTheDisplay) {
-    UtilityWindow h;
-    size_t mark = h.logMark();
-    Rect wider{364.8, 27, 1196.4, 844};
-    h.handMoveAndSettle(h.w, wider);
-    EXPECT_EQ(h.logLines(mark), Lines{"topcenter move→respect frame=(364.8,27.0 1196.4×844.0)"});
-    EXPECT_EQ(h.store->count(), 0u);
-    EXPECT_EQ(h.writesOver(4), 0u);
-    EXPECT_EQ(h.frame(h.w), wider);
-
-    // Dragged over most of the display, it is centred again.
-    mark = h.logMark();
-    h.handMoveAndSettle(h.w, {76.8, 25, 1766.4, 1055});  // 92 %
-    EXPECT_EQ(h.logLines(mark), Lines{"untop frame=(76.8,25.0 1766.4×1055.0)"});
-    h.step();
-    expectNear(h.frame(h.w), kUtility);
-}
-
 TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
     UtilityWindow h;
     const Rect centred{(1920 - 1197.4) / 2, 27, 1197.4, 844};
@@ -129,29 +111,6 @@ TEST(TopCenterScenario, SevenPointResizeIsKeptPersistedAndRecentred) {
     expectNear(h.frame(h.w), centred);
 }
 
-TEST(TopCenterScenario, UserMaximizeByDragIsKeptAndRevertedWhenDraggedOut) {
-    struct Row {
-        Rect draggedTo;
-        bool keptSmaller;
-        Rect expected;
-    };
-    for (const Row& row : {Row{{200, 100, 1000, 700}, true, {460, 27, 1000, 700}},
-                           Row{{20, 45, 1900, 1030}, false, kUtility}}) {  // < 40 pt out
-        SCOPED_TRACE(row.keptSmaller);
-        UtilityWindow h;
-        h.handMoveAndSettle(h.w, kPrimaryVisibleAX);
-        EXPECT_EQ(h.events.count("window_user_maximized"), 1);
-        EXPECT_TRUE(h.state(h.w)->userMaximized);
-        EXPECT_EQ(h.writesOver(4), 0u);
-
-        size_t mark = h.logMark();
-        h.handMoveAndSettle(h.w, row.draggedTo);
-        EXPECT_EQ(h.linesStartingWith("revert(user-maximize)", mark).size(), 1u);
-        EXPECT_FALSE(h.state(h.w)->userMaximized);
-        expectNear(h.frame(h.w), row.expected);
-    }
-}
-
 // A settled utility window is left alone; maximized by keyboard it is the user's, by anything
 // else it is put back.
 TEST(TopCenterScenario, KeyboardMaximizeCountsForUtilityWindowsOnly) {
@@ -166,33 +125,6 @@ TEST(TopCenterScenario, KeyboardMaximizeCountsForUtilityWindowsOnly) {
         EXPECT_EQ(h.state(h.w)->userMaximized, key);
         expectNear(h.frame(h.w), key ? kPrimaryVisibleAX : kUtility);
     }
-
-    // A focus window maximized by keyboard is put back.
-    EngineHarness h({bigDisplay()});
-    h.launch();
-    auto w = h.open(kReader);
-    h.tickAndStep(2.5);
-    Rect focus = *h.frame(w);
-    h.input.keyPress();
-    h.server.setFrame(w, kBigVisible);
-    h.step(0.1);
-    h.step();
-    EXPECT_FALSE(h.state(w)->userMaximized);
-    EXPECT_EQ(h.frame(w), focus);
-}
-
-TEST(TopCenterScenario, FocusWindowSnappedAwayIsTheUsersAndItsRecordIsDropped) {
-    EngineHarness h({bigDisplay()});
-    h.launch();
-    auto w = h.open(kReader);
-    h.tickAndStep(2.5);
-    h.store->put("BIG|com.example.reader|", PlacementRecord{"BIG", {0, 0, 0.5, 0.8}, 1, true, {}});
-    size_t mark = h.logMark();
-    h.handMoveAndSettle(w, {0, 25, 1280, 1415});  // left half
-    EXPECT_EQ(h.logLines(mark),
-              Lines{"userArranged(zone,topcenter) frame=(0.0,25.0 1280.0×1415.0)"});
-    EXPECT_EQ(h.events.count("focus_snapped_away"), 1);
-    EXPECT_FALSE(h.store->get("BIG|com.example.reader|"));
 }
 
 }  // namespace
