@@ -91,9 +91,9 @@ void AppDelegate::applicationDidFinishLaunching() {
 void AppDelegate::applicationWillTerminate() {
     // First, so that a long tick neither holds up the exit nor puts placements after the flush.
     engine_->stop();
-    services_.analytics.trackEvent("session_ended",
-                                   {{"windows_maximized", engine_->windowsMaximizedCount()},
-                                    {"cannot_fill", engine_->cannotFillCount()}});
+    services_.analytics.trackEvent(
+        "session_ended", {{"windows_maximized", engine_->settings().windowsMaximizedCount()},
+                          {"cannot_fill", engine_->settings().cannotFillCount()}});
     services_.store.flushNow();
     services_.analytics.flush();
 }

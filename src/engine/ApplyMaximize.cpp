@@ -137,10 +137,7 @@ void MaximizeEngine::applyMaximize(const WindowHandle& element, const Rect& targ
          " Δh=" + oneDecimal(target.height - achieved.height) + " iters=" + std::to_string(iters) +
          " mem=" + (mem ? "true" : "false"));
 
-    {
-        std::lock_guard<std::mutex> guard(lock_);
-        increment(_windowsMaximized);
-    }
+    settings_.countWindowMaximized();
 
     state.expectedFrame = achieved;
     state.expectedFrameStamp = now;

@@ -16,8 +16,8 @@ bool isCandidate(const WindowFacts& f) {
 
 }  // namespace
 
-std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenterMode,
-                                                                  bool focusSizeBig) {
+std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(
+    const EngineSettings::Snapshot& settings) {
     std::vector<Candidate> found;
     for (const RunningApplication& app : env_.workspace.runningApplications()) {
         if (app.activationPolicy != ActivationPolicy::regular) continue;
@@ -25,13 +25,14 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
         const std::string bid = validUtf8(app.bundleID.value_or(""));
         if (app.bundleID && bid == env_.selfBundleID) continue;
 
-        bool inExcluded = lockedContains(_excluded, bid);
-        bool inTopCenterApps = lockedContains(_topCenterApps, bid);
+        bool inExcluded = settings.excluded.count(bid) > 0;
+        bool inTopCenterApps = settings.topCenterApps.count(bid) > 0;
         bool isDefaultExcluded = env_.builtIns.defaultExcluded.count(bid) > 0;
         // Global top-center mode brings back only excluded apps from the built-in list; an app
         // the user excluded by hand returns only through its own top-center entry.
-        if (inExcluded && !inTopCenterApps && !(isDefaultExcluded && topCenterMode)) continue;
-        bool inMaximizeApps = lockedContains(_maximizeApps, bid);
+        if (inExcluded && !inTopCenterApps && !(isDefaultExcluded && settings.topCenterMode))
+            continue;
+        bool inMaximizeApps = settings.maximizeApps.count(bid) > 0;
         if (app.pid < 1) continue;
 
         std::vector<std::pair<WindowHandle, bool>> windows;  // with whether its size is settable
@@ -45,11 +46,12 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(bool topCenter
         for (const auto& [w, sizeSettable] : windows) {
             // A window whose size cannot be set is moved (top-centred), never resized.
             bool topCenter =
-                inTopCenterApps || (topCenterMode && (isDefaultExcluded || !sizeSettable));
+                inTopCenterApps || (settings.topCenterMode && (isDefaultExcluded || !sizeSettable));
             bool focusEligible = false;
             if (!topCenter) {
                 if (inExcluded || !sizeSettable) continue;
-                focusEligible = focusSizeBig && !inMaximizeApps && !cellSnapApps_.count(bid);
+                focusEligible =
+                    settings.focusSizeBigDisplays && !inMaximizeApps && !cellSnapApps_.count(bid);
             }
             found.push_back({w, bid, windowCount, topCenter, focusEligible});
         }
@@ -100,11 +102,12 @@ void MaximizeEngine::tick(bool force) {
     bool isFirstTick = firstTick_;
     firstTick_ = false;
 
-    if (!force && locked(_paused)) return;
+    const EngineSettings::Snapshot settings = settings_.snapshot();
+    if (!force && settings.paused) return;
 
     Pass pass = beginPass(isFirstTick, force);
     std::unordered_set<WindowKey, WindowKeyHash> seen;
-    for (const Candidate& c : candidates(locked(_topCenterMode), locked(_focusSizeBigDisplays))) {
+    for (const Candidate& c : candidates(settings)) {
         if (stopped()) return;
         seen.insert(WindowKey{c.window});
         evaluate(c, pass);
@@ -127,8 +130,7 @@ void MaximizeEngine::tick(bool force) {
     for (const auto& entry : states_) {
         if (entry.second.disposition == Disposition::cannotFill) ++cannotFill;
     }
-    std::lock_guard<std::mutex> guard(lock_);
-    _cannotFillCount = cannotFill;
+    settings_.setCannotFillCount(cannotFill);
 }
 
 void MaximizeEngine::evaluateNewWindows() {
@@ -137,10 +139,11 @@ void MaximizeEngine::evaluateNewWindows() {
     submit([](MaximizeEngine& self) {
         self.firstSightQueued_ = false;
         // Windows open at launch are the first tick's to judge, by its own rules.
-        if (self.firstTick_ || self.locked(self._paused)) return;
+        if (self.firstTick_) return;
+        const EngineSettings::Snapshot settings = self.settings_.snapshot();
+        if (settings.paused) return;
         Pass pass = self.beginPass(false, false);
-        for (const Candidate& c : self.candidates(self.locked(self._topCenterMode),
-                                                  self.locked(self._focusSizeBigDisplays))) {
+        for (const Candidate& c : self.candidates(settings)) {
             if (self.stopped()) return;
             WindowKey key{c.window};
             if (self.states_.count(key)) continue;

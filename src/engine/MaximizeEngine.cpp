@@ -10,6 +10,7 @@ std::shared_ptr<MaximizeEngine> MaximizeEngine::create(EngineEnvironment env) {
 
 MaximizeEngine::MaximizeEngine(EngineEnvironment env)
     : env_(std::move(env)),
+      settings_(env_.defaults),
       cellSnapApps_(env_.builtIns.cellSized),
       queue_(std::make_unique<SerialQueue>(queueLabel)) {}
 

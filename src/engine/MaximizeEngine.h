@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -20,6 +19,7 @@
 #include "engine/BuiltInApps.h"
 #include "engine/Decide.h"
 #include "engine/DragMonitor.h"
+#include "engine/EngineSettings.h"
 #include "engine/EngineTypes.h"
 #include "geometry/ScreenCache.h"
 #include "placements/PlacementStore.h"
@@ -46,8 +46,8 @@ struct EngineEnvironment {
 };
 
 // Keeps ordinary windows maximized to their display's visible frame, except those the user
-// arranged by hand. Ticks and bulk actions run on its own serial queue; the menu's settings are
-// mirrored in lock-guarded members.
+// arranged by hand. Ticks and bulk actions run on its own serial queue; the menu's settings live
+// in an EngineSettings it owns.
 class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
   public:
     static constexpr const char* queueLabel = "com.quastorn.mavo.engine";
@@ -60,25 +60,8 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     void loadPrefs();
     void start();  // first tick after 0.3 s, then every 0.75 s
 
-    // Menu-side settings (main thread).
-    bool paused() const;
-    void setPaused(bool value);
-    void persistPaused();
-    bool excludesBundleID(const std::string& bid) const;
-    std::vector<std::string> excludedBundleIDs() const;
-    void toggleExclusion(const std::string& bid);
-    bool topCenterMode() const;
-    void setTopCenterMode(bool value);
-    void persistTopCenterMode();
-    bool topCentersBundleID(const std::string& bid) const;
-    void toggleTopCenter(const std::string& bid);
-    bool focusSizeBigDisplays() const;
-    void setFocusSizeBigDisplays(bool value);
-    void persistFocusSizeBigDisplays();
-    bool maximizesBundleID(const std::string& bid) const;
-    void toggleMaximizeApp(const std::string& bid);
-    int cannotFillCount() const;
-    int windowsMaximizedCount() const;
+    // The menu's settings, which the engine reads once per pass, and the counts it reports.
+    EngineSettings& settings() { return settings_; }
 
     // Steering from outside the timer; each returns at once and runs on the engine queue.
     void noteDisplayConfigChange();
@@ -126,7 +109,7 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
         double secondsSinceDrag;
         bool recentlyKeyed;
     };
-    std::vector<Candidate> candidates(bool topCenterMode, bool focusSizeBig);
+    std::vector<Candidate> candidates(const EngineSettings::Snapshot& settings);
     Pass beginPass(bool firstTick, bool force) const;
     void tick(bool force);
     // Observes one window, decides, and carries out the decision's effects in order.
@@ -150,16 +133,8 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     // One hop onto the engine queue that holds the engine weakly.
     void submit(void (*work)(MaximizeEngine&));
 
-    // Each read, write or toggle of an underscore member is one hold of lock_.
-    template <typename T>
-    T locked(const T& member) const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return member;
-    }
-    bool lockedContains(const std::set<std::string>& set, const std::string& bid) const;
-    std::vector<std::string> lockedToggle(std::set<std::string>& set, const std::string& bid);
-
     EngineEnvironment env_;
+    EngineSettings settings_;
 
     // Engine-queue confined.
     std::unordered_map<WindowKey, ManagedState, WindowKeyHash> states_;
@@ -177,16 +152,6 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     std::atomic<bool> firstSightQueued_{false};
     std::atomic<bool> stopping_{false};  // read between windows, so a tick ends soon after stop()
     bool stopped() const { return stopping_.load(std::memory_order_relaxed); }
-
-    mutable std::mutex lock_;  // guards the underscore members only
-    bool _paused = false;
-    std::set<std::string> _excluded;
-    int _cannotFillCount = 0;
-    bool _topCenterMode = true;
-    std::set<std::string> _topCenterApps;
-    bool _focusSizeBigDisplays = true;
-    std::set<std::string> _maximizeApps;
-    int _windowsMaximized = 0;
 
     // Last, so that it stops (and joins its worker) before anything above is torn down.
     std::unique_ptr<SerialQueue> queue_;

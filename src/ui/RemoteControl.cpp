@@ -6,11 +6,11 @@ namespace mavo {
 
 RemoteControl::Properties RemoteControl::properties() {
     const std::string state = !env_.permissions.isTrusted() ? "needs-access"
-                              : env_.engine.paused()        ? "paused"
+                              : env_.settings.paused()      ? "paused"
                                                             : "active";
     return {{"State", state},
-            {"WindowsMaximized", env_.engine.windowsMaximizedCount()},
-            {"WindowsCannotBeMaximized", env_.engine.cannotFillCount()},
+            {"WindowsMaximized", env_.settings.windowsMaximizedCount()},
+            {"WindowsCannotBeMaximized", env_.settings.cannotFillCount()},
             {"TrayPresent", env_.trayPresent && env_.trayPresent()},
             {"DisplayArrangement", env_.placements.currentArrangement()}};
 }
@@ -31,9 +31,9 @@ RemoteControl::Properties RemoteControl::changedProperties() {
 }
 
 void RemoteControl::setPaused(bool paused) {
-    if (env_.engine.paused() == paused) return;
-    env_.engine.setPaused(paused);
-    env_.engine.persistPaused();
+    if (env_.settings.paused() == paused) return;
+    env_.settings.setPaused(paused);
+    env_.settings.persistPaused();
     env_.events.trackEvent(paused ? "app_paused" : "app_resumed");
 }
 
@@ -59,26 +59,26 @@ void RemoteControl::quit() {
 }
 
 RemoteControl::AppSwitches RemoteControl::appSwitches(const std::string& app) const {
-    return {!env_.engine.excludesBundleID(app), env_.engine.topCentersBundleID(app),
-            env_.engine.maximizesBundleID(app)};
+    return {!env_.settings.excludesBundleID(app), env_.settings.topCentersBundleID(app),
+            env_.settings.maximizesBundleID(app)};
 }
 
 // The same calls and events as the menu's rows for the frontmost application.
 void RemoteControl::setManaged(const std::string& app, bool on) {
     if (appSwitches(app).managed == on) return;
-    env_.engine.toggleExclusion(app);
+    env_.settings.toggleExclusion(app);
     env_.events.trackEvent(on ? "app_included" : "app_excluded");
 }
 
 void RemoteControl::setTopCenter(const std::string& app, bool on) {
     if (appSwitches(app).topCenter == on) return;
-    env_.engine.toggleTopCenter(app);
+    env_.settings.toggleTopCenter(app);
     env_.events.trackEvent(on ? "topcenter_app_on" : "topcenter_app_off");
 }
 
 void RemoteControl::setAlwaysMaximize(const std::string& app, bool on) {
     if (appSwitches(app).alwaysMaximize == on) return;
-    env_.engine.toggleMaximizeApp(app);
+    env_.settings.toggleMaximizeApp(app);
     env_.engine.reevaluateAll();
     env_.events.trackEvent(on ? "app_always_maximize" : "app_focus_allowed");
 }

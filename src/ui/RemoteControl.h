@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "analytics/EventTracker.h"
-#include "ui/MenuEngine.h"
+#include "engine/EngineSettings.h"
+#include "ui/EngineActions.h"
 #include "ui/RememberedPlacements.h"
 #include "windowaccess/Permissions.h"
 
@@ -16,7 +17,8 @@ namespace mavo {
 
 // What the remote control reaches. All of it is used on the main thread.
 struct RemoteControlEnvironment {
-    MenuEngine& engine;
+    EngineSettings& settings;
+    EngineActions engine;
     Permissions& permissions;
     RememberedPlacements& placements;
     EventTracker& events;

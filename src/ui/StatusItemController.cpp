@@ -45,7 +45,7 @@ StatusItemController::~StatusItemController() {
 void StatusItemController::refreshIcon() {
     if (!env_.statusItem.hasButton()) return;
     std::string name = !env_.permissions.isTrusted() ? "warn"
-                       : env_.engine.paused()        ? "paused"
+                       : env_.settings.paused()      ? "paused"
                                                      : "active";
     // The timer calls this every second; only a change of state is worth a redraw.
     if (name == lastIconName_) return;
@@ -66,7 +66,7 @@ void StatusItemController::refreshIcon() {
 const MenuModel& StatusItemController::menuNeedsUpdate() {
     MenuModel m;
     const bool trusted = env_.permissions.isTrusted();
-    const bool paused = env_.engine.paused();
+    const bool paused = env_.settings.paused();
 
     m.push_back(MenuItem::label(!trusted ? "Mavo: needs Accessibility"
                                 : paused ? "Mavo: paused"
@@ -76,7 +76,7 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
             MenuItem::label("Keeps your app windows maximized, except ones you’ve snapped."));
     }
     if (trusted) {
-        int n = env_.engine.cannotFillCount();
+        int n = env_.settings.cannotFillCount();
         if (n >= 1) {
             m.push_back(MenuItem::label(std::to_string(n) + " window" + (n == 1 ? "" : "s") +
                                         " can’t be maximized"));
@@ -95,9 +95,8 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
 
     buildFrontmostRows(m);
 
-    std::vector<std::string> excluded = env_.engine.excludedBundleIDs();
+    const std::vector<std::string> excluded = env_.settings.excludedBundleIDs();  // sorted
     if (!excluded.empty()) {
-        std::sort(excluded.begin(), excluded.end());
         MenuItem parent;
         parent.title = "Excluded Apps";
         for (const auto& bid : excluded) {
@@ -137,14 +136,14 @@ const MenuModel& StatusItemController::menuNeedsUpdate() {
     MenuItem topCenter =
         MenuItem::command("Smaller Windows Top Centered", MenuAction::toggleTopCenterMode);
     topCenter.checkable = true;
-    topCenter.checked = env_.engine.topCenterMode();
+    topCenter.checked = env_.settings.topCenterMode();
     topCenter.enabled = trusted;
     m.push_back(topCenter);
 
     MenuItem focus =
         MenuItem::command("Focus-Size on Large Displays", MenuAction::toggleFocusSizeMode);
     focus.checkable = true;
-    focus.checked = env_.engine.focusSizeBigDisplays();
+    focus.checked = env_.settings.focusSizeBigDisplays();
     focus.enabled = trusted;
     m.push_back(focus);
 
@@ -170,7 +169,7 @@ void StatusItemController::buildFrontmostRows(MenuModel& m) {
     const std::string name = validUtf8(front->localizedName.value_or(bid));
 
     MenuItem exclude = MenuItem::command(
-        (env_.engine.excludesBundleID(bid) ? "Manage “" : "Don’t Manage “") + name + "”",
+        (env_.settings.excludesBundleID(bid) ? "Manage “" : "Don’t Manage “") + name + "”",
         MenuAction::toggleExcludeFrontmost);
     exclude.representedBundleID = bid;
     m.push_back(exclude);
@@ -178,14 +177,14 @@ void StatusItemController::buildFrontmostRows(MenuModel& m) {
     MenuItem topCenter =
         MenuItem::command("Top-Center “" + name + "”", MenuAction::toggleTopCenterFrontmost);
     topCenter.checkable = true;
-    topCenter.checked = env_.engine.topCentersBundleID(bid);
+    topCenter.checked = env_.settings.topCentersBundleID(bid);
     topCenter.representedBundleID = bid;
     m.push_back(topCenter);
 
     MenuItem maximize =
         MenuItem::command("Always Maximize “" + name + "”", MenuAction::toggleMaximizeFrontmost);
     maximize.checkable = true;
-    maximize.checked = env_.engine.maximizesBundleID(bid);
+    maximize.checked = env_.settings.maximizesBundleID(bid);
     maximize.representedBundleID = bid;
     m.push_back(maximize);
 }
@@ -270,10 +269,10 @@ void StatusItemController::perform(const MenuItem& item) {
 }
 
 void StatusItemController::togglePause() {
-    env_.engine.setPaused(!env_.engine.paused());
-    env_.engine.persistPaused();
+    env_.settings.setPaused(!env_.settings.paused());
+    env_.settings.persistPaused();
     refreshIcon();
-    env_.events.trackEvent(env_.engine.paused() ? "app_paused" : "app_resumed");
+    env_.events.trackEvent(env_.settings.paused() ? "app_paused" : "app_resumed");
 }
 
 void StatusItemController::maximizeAll() {
@@ -288,14 +287,14 @@ void StatusItemController::grantAccessibility() {
 
 void StatusItemController::toggleExcludeFrontmost(const std::optional<std::string>& bid) {
     if (!bid) return;
-    bool was = env_.engine.excludesBundleID(*bid);
-    env_.engine.toggleExclusion(*bid);
+    bool was = env_.settings.excludesBundleID(*bid);
+    env_.settings.toggleExclusion(*bid);
     env_.events.trackEvent(was ? "app_included" : "app_excluded");
 }
 
 void StatusItemController::removeExclusion(const std::optional<std::string>& bid) {
     if (!bid) return;
-    env_.engine.toggleExclusion(*bid);
+    env_.settings.toggleExclusion(*bid);
     env_.events.trackEvent("app_included");
 }
 
@@ -309,29 +308,30 @@ void StatusItemController::toggleAutoHide() {
 }
 
 void StatusItemController::toggleTopCenterMode() {
-    env_.engine.setTopCenterMode(!env_.engine.topCenterMode());
-    env_.engine.persistTopCenterMode();
-    env_.events.trackEvent(env_.engine.topCenterMode() ? "topcenter_on" : "topcenter_off");
+    env_.settings.setTopCenterMode(!env_.settings.topCenterMode());
+    env_.settings.persistTopCenterMode();
+    env_.events.trackEvent(env_.settings.topCenterMode() ? "topcenter_on" : "topcenter_off");
 }
 
 void StatusItemController::toggleTopCenterFrontmost(const std::optional<std::string>& bid) {
     if (!bid) return;
-    bool was = env_.engine.topCentersBundleID(*bid);
-    env_.engine.toggleTopCenter(*bid);
+    bool was = env_.settings.topCentersBundleID(*bid);
+    env_.settings.toggleTopCenter(*bid);
     env_.events.trackEvent(was ? "topcenter_app_off" : "topcenter_app_on");
 }
 
 void StatusItemController::toggleFocusSizeMode() {
-    env_.engine.setFocusSizeBigDisplays(!env_.engine.focusSizeBigDisplays());
-    env_.engine.persistFocusSizeBigDisplays();
+    env_.settings.setFocusSizeBigDisplays(!env_.settings.focusSizeBigDisplays());
+    env_.settings.persistFocusSizeBigDisplays();
     env_.engine.reevaluateAll();
-    env_.events.trackEvent(env_.engine.focusSizeBigDisplays() ? "focus_mode_on" : "focus_mode_off");
+    env_.events.trackEvent(env_.settings.focusSizeBigDisplays() ? "focus_mode_on"
+                                                                : "focus_mode_off");
 }
 
 void StatusItemController::toggleMaximizeFrontmost(const std::optional<std::string>& bid) {
     if (!bid) return;
-    bool was = env_.engine.maximizesBundleID(*bid);
-    env_.engine.toggleMaximizeApp(*bid);
+    bool was = env_.settings.maximizesBundleID(*bid);
+    env_.settings.toggleMaximizeApp(*bid);
     env_.engine.reevaluateAll();
     env_.events.trackEvent(was ? "app_focus_allowed" : "app_always_maximize");
 }

@@ -9,8 +9,9 @@
 #include "analytics/EventTracker.h"
 #include "common/Timer.h"
 #include "common/UserDefaults.h"
+#include "engine/EngineSettings.h"
 #include "geometry/DisplaySource.h"
-#include "ui/MenuEngine.h"
+#include "ui/EngineActions.h"
 #include "ui/MenuModel.h"
 #include "ui/RememberedPlacements.h"
 #include "ui/StatusItem.h"
@@ -21,7 +22,8 @@ namespace mavo {
 
 // Everything the status menu reaches outside itself. All of it is used on the main thread.
 struct StatusControllerEnvironment {
-    MenuEngine& engine;
+    EngineSettings& settings;
+    EngineActions engine;
     StatusItem& statusItem;
     Permissions& permissions;
     Workspace& workspace;

@@ -31,20 +31,20 @@ TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
     std::thread menu([&] {
         for (int i = 0; !stop; ++i) {
             const std::string& bid = apps[i % apps.size()];
-            MaximizeEngine& e = *h.engine;
-            e.toggleExclusion(bid);
-            e.toggleTopCenter(bid);
-            e.toggleMaximizeApp(bid);
-            e.setPaused(i % 7 == 0);
-            e.persistPaused();
-            e.setTopCenterMode(i % 3 != 0);
-            e.setFocusSizeBigDisplays(i % 2 == 0);
-            e.persistFocusSizeBigDisplays();
-            (void)e.excludesBundleID(bid);
-            (void)e.excludedBundleIDs();
-            (void)e.cannotFillCount();
-            if (i % 25 == 0) e.reevaluateAll();
-            if (i % 40 == 0) e.maximizeAllNow();
+            EngineSettings& s = h.engine->settings();
+            s.toggleExclusion(bid);
+            s.toggleTopCenter(bid);
+            s.toggleMaximizeApp(bid);
+            s.setPaused(i % 7 == 0);
+            s.persistPaused();
+            s.setTopCenterMode(i % 3 != 0);
+            s.setFocusSizeBigDisplays(i % 2 == 0);
+            s.persistFocusSizeBigDisplays();
+            (void)s.excludesBundleID(bid);
+            (void)s.excludedBundleIDs();
+            (void)s.cannotFillCount();
+            if (i % 25 == 0) h.engine->reevaluateAll();
+            if (i % 40 == 0) h.engine->maximizeAllNow();
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     });
@@ -77,7 +77,7 @@ TEST(EngineThreads, MenuTogglesAgainstTimerTicksAndBulkActions) {
     h.engine->drain();
 
     EXPECT_GE(h.engine->tickCount(), 150);
-    EXPECT_GT(h.engine->windowsMaximizedCount(), 0);
+    EXPECT_GT(h.engine->settings().windowsMaximizedCount(), 0);
 }
 
 }  // namespace

@@ -28,7 +28,6 @@ bool holdsIcons(const fs::path& dir) {
 
 // Everything the controller leans on, destroyed in reverse order after it.
 struct Tray {
-    std::unique_ptr<MenuEngine> engine;
     std::unique_ptr<FunctionLoginControl> login;
     GLibTimers timers;
     std::unique_ptr<PollingPointerSource> pointer;
@@ -76,14 +75,7 @@ bool openWithDefaultApplication(const std::string& path) {
 
 std::shared_ptr<StatusItemController> makeLinuxStatusController(
     const std::shared_ptr<MaximizeEngine>& engine, LinuxTrayServices services) {
-    return makeLinuxStatusController(std::make_unique<EngineMenuAdapter>(engine),
-                                     std::move(services));
-}
-
-std::shared_ptr<StatusItemController> makeLinuxStatusController(std::unique_ptr<MenuEngine> engine,
-                                                                LinuxTrayServices services) {
     auto tray = std::make_shared<Tray>();
-    tray->engine = std::move(engine);
     LoginItem& loginItem = services.loginItem;
     tray->login = std::make_unique<FunctionLoginControl>(
         [&loginItem] { return loginItem.isEnabled(); }, [&loginItem] { loginItem.toggle(); });
@@ -99,10 +91,10 @@ std::shared_ptr<StatusItemController> makeLinuxStatusController(std::unique_ptr<
     std::function<void()> showLog = std::move(services.showLog);
     if (!showLog) showLog = [] { openWithDefaultApplication(Diag::path()); };
     tray->controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
-        *tray->engine, *tray->item, services.permissions, services.workspace, *tray->login,
-        services.events, services.defaults, tray->timers, *tray->pointer, services.displays,
-        services.selfBundleID, services.shortVersion, services.terminate, services.placements,
-        std::move(showLog)});
+        engine->settings(), EngineActions::of(engine), *tray->item, services.permissions,
+        services.workspace, *tray->login, services.events, services.defaults, tray->timers,
+        *tray->pointer, services.displays, services.selfBundleID, services.shortVersion,
+        services.terminate, services.placements, std::move(showLog)});
 
     StatusItemController* c = tray->controller.get();
     tray->menu = std::make_unique<DbusMenuExporter>(

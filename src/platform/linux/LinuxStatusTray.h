@@ -11,7 +11,6 @@
 #include "engine/MaximizeEngine.h"
 #include "geometry/DisplaySource.h"
 #include "geometry/Rect.h"
-#include "ui/MenuEngine.h"
 #include "ui/RememberedPlacements.h"
 #include "ui/StatusItemController.h"
 #include "windowaccess/Permissions.h"
@@ -48,10 +47,6 @@ std::shared_ptr<StatusItemController> makeLinuxStatusController(
 // Opens `path` with the desktop's default application for it; false (and a diagnostic line) when
 // none could be started.
 bool openWithDefaultApplication(const std::string& path);
-
-// The same over any MenuEngine (the tray's protocol test drives it with a recording engine).
-std::shared_ptr<StatusItemController> makeLinuxStatusController(std::unique_ptr<MenuEngine> engine,
-                                                                LinuxTrayServices services);
 
 // Where Mavo's icons are: $MAVO_ICON_THEME_PATH, else "share/icons" beside the executable (the
 // build tree), else "../share/icons" from it (an installed prefix), else the build tree's own

@@ -200,8 +200,8 @@ int runMavo() {
     std::unique_ptr<TestHooks> hooks;
     if (envFlag("MAVO_TEST_HOOKS")) hooks = std::make_unique<TestHooks>(*x11, delegate->engine());
 
-    EngineMenuAdapter controlEngine(delegate->engine());
-    RemoteControl control({controlEngine, permissions, placements, Analytics::shared(),
+    RemoteControl control({delegate->engine()->settings(), EngineActions::of(delegate->engine()),
+                           permissions, placements, Analytics::shared(),
                            [&delegate] {
                                auto* tray = delegate->statusController();
                                return tray && tray->trayPresent();

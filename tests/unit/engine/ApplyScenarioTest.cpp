@@ -51,14 +51,14 @@ TEST(ApplyScenario, WindowThatRefusesThreeTimesIsGivenUpUntilTheHandResizesItByM
     EXPECT_EQ(h.state(w)->resistCount, 1);
     h.step(0.75, 2);  // it moved itself back: a change, wait; then the second apply
     EXPECT_EQ(h.state(w)->resistCount, 2);
-    EXPECT_EQ(h.engine->cannotFillCount(), 0);
+    EXPECT_EQ(h.engine->settings().cannotFillCount(), 0);
     h.step(0.75, 2);  // third apply: given up
     EXPECT_EQ(h.state(w)->disposition, Disposition::cannotFill);
     EXPECT_EQ(h.state(w)->recordedSize, (Size{800, 600}));
     EXPECT_EQ(h.linesStartingWith("apply ").size(), 3u);
     EXPECT_EQ(h.linesStartingWith("PROBE cannot-fill[resist]").size(), 1u);
     EXPECT_EQ(h.writesOver(6), 0u);  // left alone from now on
-    EXPECT_EQ(h.engine->cannotFillCount(), 1);
+    EXPECT_EQ(h.engine->settings().cannotFillCount(), 1);
 
     Rect where = *h.frame(w);
 
@@ -82,7 +82,7 @@ TEST(ApplyScenario, WindowThatRefusesThreeTimesIsGivenUpUntilTheHandResizesItByM
     EXPECT_EQ(st->disposition, Disposition::managed);
     EXPECT_EQ(st->resistCount, 0);
     EXPECT_FALSE(st->recordedSize);
-    EXPECT_EQ(h.engine->cannotFillCount(), 0);
+    EXPECT_EQ(h.engine->settings().cannotFillCount(), 0);
 }
 
 // A window that undoes every apply is left alone at the seventh apply within five seconds, but not
@@ -110,7 +110,7 @@ TEST(ApplyScenario, WindowThatUndoesTheEngineIsLeftAloneOnlyWhenItOscillatesFast
         EXPECT_EQ(st->disposition, Disposition::cannotFill);
         EXPECT_EQ(st->recordedSize, (Size{800, 600}));
         EXPECT_EQ(h.linesStartingWith("PROBE cannot-fill[oscillation]").size(), 1u);
-        EXPECT_EQ(h.engine->cannotFillCount(), 1);
+        EXPECT_EQ(h.engine->settings().cannotFillCount(), 1);
         EXPECT_EQ(h.frame(w), (Rect{300, 200, 800, 600}));
     }
 }

@@ -44,7 +44,7 @@ TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
 TEST(BulkActionsScenario, ReevaluateAllMeetsEveryWindowAfresh) {
     EngineHarness h({makeScreen({0, 0, 2560, 1440}, "BIG", 25, 0, false, 600)});
     h.launch();
-    h.engine->setFocusSizeBigDisplays(false);
+    h.engine->settings().setFocusSizeBigDisplays(false);
     int32_t pid = h.addApp("com.example.reader");
     auto w = h.addWindow(pid, "Article", {100, 100, 800, 600});
     auto half = h.addWindow(pid, "Half", {0, 25, 1280, 1415});
@@ -52,7 +52,7 @@ TEST(BulkActionsScenario, ReevaluateAllMeetsEveryWindowAfresh) {
     EXPECT_EQ(h.frame(w), (Rect{0, 25, 2560, 1415}));
 
     // The menu turns the focus size on and asks for a fresh look.
-    h.engine->setFocusSizeBigDisplays(true);
+    h.engine->settings().setFocusSizeBigDisplays(true);
     h.engine->reevaluateAll();
     h.engine->drain();
     EXPECT_EQ(h.frame(w)->width, 1280);

@@ -99,7 +99,7 @@ TEST(DisplayChangeScenario, SecondChangeExtendsThePeriodFromItself) {
 TEST(DisplayChangeScenario, TopCenterSizeIsReadoptedForCentredWindows) {
     EngineHarness h(kBoth);
     h.launch();
-    h.engine->toggleTopCenter("com.example.notes");
+    h.engine->settings().toggleTopCenter("com.example.notes");
     auto w = h.open("com.example.notes", {100, 100, 800, 600});
     h.tickAndStep(2.5);
     h.handMoveAndSettle(w, {364.8, 27, 1000, 700});  // resized by hand: remembered

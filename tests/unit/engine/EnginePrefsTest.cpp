@@ -16,17 +16,17 @@ TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), seeded);
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), seeded);
     EXPECT_EQ(h.logLines(), Lines{"seeded default excludes: Calculator,Chat,Notes"});
-    EXPECT_FALSE(h.engine->excludesBundleID("com.example.editor"));
+    EXPECT_FALSE(h.engine->settings().excludesBundleID("com.example.editor"));
 
     // Nothing new to offer: nothing written or logged. One the user removed is never added back.
-    h.engine->toggleExclusion("Notes");
+    h.engine->settings().toggleExclusion("Notes");
     h.defaults.clearWrites();
     size_t mark = h.logMark();
     h.relaunch();
     EXPECT_TRUE(h.defaults.writtenKeys().empty());
     EXPECT_TRUE(h.logLines(mark).empty());
-    EXPECT_TRUE(h.engine->excludesBundleID("Chat"));
-    EXPECT_FALSE(h.engine->excludesBundleID("Notes"));
+    EXPECT_TRUE(h.engine->settings().excludesBundleID("Chat"));
+    EXPECT_FALSE(h.engine->settings().excludesBundleID("Notes"));
 
     // One installed later is offered on a later launch.
     h.workspace.addInstalled("Home", "Home");
@@ -37,72 +37,70 @@ TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
               (Lines{"Calculator", "Chat", "Home", "Notes"}));
 }
 
-TEST(EnginePrefs, TopCenterModeFallsBackToTheOlderKeyWhichIsOnlyRead) {
-    for (bool newer : {false, true}) {
-        EngineHarness h;
-        h.defaults.set("floatUtilityWindows", false);
-        if (newer) h.defaults.set("topCenterMode", true);
-        h.launch();
-        EXPECT_EQ(h.engine->topCenterMode(), newer);
-        h.engine->setTopCenterMode(!newer);
-        h.engine->persistTopCenterMode();
-        EXPECT_EQ(h.defaults.writeCount("floatUtilityWindows"), 1);  // the test's own write
-        EXPECT_EQ(h.defaults.object("topCenterMode"), nlohmann::json(!newer));
-    }
-}
-
-TEST(EnginePrefs, StoredValuesAreLoadedAndWrongTypesReadAsAbsentOrEmpty) {
+TEST(EnginePrefs, TheEnginesOwnValuesAreLoaded) {
     EngineHarness h;
-    h.defaults.set("paused", true);
-    h.defaults.set("focusSizeBigDisplays", false);
     h.defaults.set("maximizeExistingOnStartup", false);
-    h.defaults.set("excludedBundleIDs", "com.example.a");              // not an array
-    h.defaults.set("topCenterApps", nlohmann::json::array({"a", 3}));  // not all strings
-    h.defaults.set("maximizeApps", nlohmann::json::array({"com.example.big"}));
     h.defaults.set("cellSnapApps", nlohmann::json::array({"org.example.term"}));
     h.launch();
-    MaximizeEngine& e = *h.engine;
-    EXPECT_TRUE(e.paused());
-    EXPECT_FALSE(e.focusSizeBigDisplays());
-    EXPECT_FALSE(e.maximizeExistingOnStartup());
-    EXPECT_TRUE(e.excludedBundleIDs().empty());
-    EXPECT_FALSE(e.topCentersBundleID("a"));
-    EXPECT_TRUE(e.maximizesBundleID("com.example.big"));
-    EXPECT_EQ(e.cellSnapAppsSnapshot(),
+    EXPECT_FALSE(h.engine->maximizeExistingOnStartup());
+    EXPECT_EQ(h.engine->cellSnapAppsSnapshot(),
               (std::set<std::string>{"Console", "Terminal", "org.example.term"}));
 }
 
-TEST(EnginePrefs, SettersWaitForPersistButTogglesPersistThemselvesIndependently) {
-    EngineHarness h;
-    h.launch();
-    MaximizeEngine& e = *h.engine;
-    h.defaults.clearWrites();
-    e.setPaused(true);
-    e.setTopCenterMode(false);
-    e.setFocusSizeBigDisplays(false);
-    EXPECT_TRUE(h.defaults.writtenKeys().empty());
-    e.persistPaused();
-    e.persistTopCenterMode();
-    e.persistFocusSizeBigDisplays();
+// The settings as one line: the switches that are on, then x: excluded, t: top-centred and
+// m: always-maximized applications.
+std::string describe(const EngineSettings& settings) {
+    const auto s = settings.snapshot();
+    std::string out = std::string(s.paused ? "paused " : "") +
+                      (s.topCenterMode ? "topCenter " : "") +
+                      (s.focusSizeBigDisplays ? "focus " : "");
+    for (const auto& [tag, set] :
+         {std::pair{"x:", &s.excluded}, {"t:", &s.topCenterApps}, {"m:", &s.maximizeApps}})
+        for (const auto& bid : *set) out += tag + bid + " ";
+    return out;
+}
 
-    const std::string a = "com.example.a";
-    e.toggleExclusion(a);
-    e.toggleTopCenter(a);
-    e.toggleMaximizeApp(a);
-    EXPECT_EQ(h.defaults.strings("topCenterApps"), Lines{a});
-    EXPECT_EQ(h.defaults.strings("maximizeApps"), Lines{a});
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Lines{a});
-    e.toggleExclusion(a);
-    EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), Lines{});
+TEST(EngineSettings, LoadingKeepsTheDefaultForWhatIsAbsentOrMalformed) {
+    using Stored = std::vector<std::pair<std::string, nlohmann::json>>;
+    const auto list = [](auto... ids) { return nlohmann::json::array({ids...}); };
+    for (const auto& [stored, loaded] : std::vector<std::pair<Stored, std::string>>{
+             {{}, "topCenter focus "},
+             {{{"paused", true}, {"focusSizeBigDisplays", false}, {"maximizeApps", list("big")}},
+              "paused topCenter m:big "},
+             // The mode's older key is read when the newer one is absent.
+             {{{"floatUtilityWindows", false}}, "focus "},
+             {{{"floatUtilityWindows", false}, {"topCenterMode", true}}, "topCenter focus "},
+             {{{"excludedBundleIDs", "a"}, {"topCenterApps", list("a", 3)}}, "topCenter focus "},
+             {{{"excludedBundleIDs", list("b", "a")}, {"topCenterApps", list("c")}},
+              "topCenter focus x:a x:b t:c "}}) {
+        FakeUserDefaults defaults;
+        for (const auto& [key, value] : stored) defaults.set(key, value);
+        EngineSettings settings(defaults);
+        settings.load();
+        EXPECT_EQ(describe(settings), loaded) << nlohmann::json(stored).dump();
+    }
+}
 
-    h.relaunch();
-    MaximizeEngine& again = *h.engine;
-    EXPECT_TRUE(again.paused());
-    EXPECT_FALSE(again.topCenterMode());
-    EXPECT_FALSE(again.focusSizeBigDisplays());
-    EXPECT_FALSE(again.excludesBundleID(a));
-    EXPECT_TRUE(again.topCentersBundleID(a));
-    EXPECT_TRUE(again.maximizesBundleID(a));
+TEST(EngineSettings, SettersWaitForPersistAndEachToggleStoresItsOwnList) {
+    FakeUserDefaults defaults;
+    EngineSettings s(defaults);
+    s.setPaused(true);
+    s.setTopCenterMode(false);
+    s.setFocusSizeBigDisplays(false);
+    EXPECT_TRUE(defaults.writtenKeys().empty());
+    s.persistPaused();
+    s.persistTopCenterMode();
+    s.persistFocusSizeBigDisplays();
+    EXPECT_EQ(defaults.writtenKeys(), (Lines{"paused", "topCenterMode", "focusSizeBigDisplays"}));
+
+    for (auto toggle : {&EngineSettings::toggleExclusion, &EngineSettings::toggleTopCenter,
+                        &EngineSettings::toggleMaximizeApp})
+        (s.*toggle)("a");
+    s.toggleExclusion("b");
+    s.toggleTopCenter("a");
+    EngineSettings again(defaults);
+    again.load();
+    EXPECT_EQ(describe(again), "paused x:a x:b m:a ");  // what was stored, and only that
 }
 
 }  // namespace

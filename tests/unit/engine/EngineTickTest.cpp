@@ -18,17 +18,17 @@ TEST(EngineTick, PausedTicksDoNothingButUseUpTheFirstTickWhileForcedTicksAndBulk
     h.defaults.set("maximizeExistingOnStartup", false);
     h.launch();
     auto w = h.open(kEditor, kSmall);
-    h.engine->setPaused(true);
+    h.engine->settings().setPaused(true);
     h.tick();
     EXPECT_EQ(h.engine->trackedWindowCount(), 0u);
     // Unpaused, the window is met on what is no longer the first tick: maximized, not left as an
     // existing window.
-    h.engine->setPaused(false);
+    h.engine->settings().setPaused(false);
     h.step();
     EXPECT_EQ(h.frame(w), kPrimaryVisibleAX);
     EXPECT_EQ(h.engine->tickCount(), 2);
 
-    h.engine->setPaused(true);
+    h.engine->settings().setPaused(true);
     auto later = h.open(kEditor, kSmall);
     h.server.setFrame(w, kSmall);
     EXPECT_EQ(h.writesOver(4), 0u);
@@ -102,8 +102,8 @@ TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
     EngineHarness h;
     h.workspace.addInstalled("Notes", "Notes");
     h.launch();
-    ASSERT_TRUE(h.engine->excludesBundleID("Notes"));
-    h.engine->toggleExclusion(kEditor);
+    ASSERT_TRUE(h.engine->settings().excludesBundleID("Notes"));
+    h.engine->settings().toggleExclusion(kEditor);
     auto notes = h.open("Notes", kSmall);
     auto editor = h.open(kEditor, kSmall);
     h.tick();
@@ -112,12 +112,12 @@ TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
     EXPECT_FALSE(h.state(editor));
 
     // Without top-center mode the built-in exclusion is skipped and forgotten.
-    h.engine->setTopCenterMode(false);
+    h.engine->settings().setTopCenterMode(false);
     h.step();
     EXPECT_FALSE(h.state(notes));
 
     // An excluded app on the top-center list is top-centred all the same.
-    h.engine->toggleTopCenter(kEditor);
+    h.engine->settings().toggleTopCenter(kEditor);
     h.step();
     EXPECT_EQ(h.frame(editor), kTopCentred);
 }
@@ -135,14 +135,14 @@ TEST(EngineTick, VanishedAndNoLongerEligibleWindowsAreForgotten) {
 
     h.server.removeWindow(closed);
     h.server.change(minimized, [](WindowFacts& f) { f.minimized = true; });
-    h.engine->toggleExclusion("com.example.other");
+    h.engine->settings().toggleExclusion("com.example.other");
     h.step();
     EXPECT_EQ(h.engine->trackedWindowCount(), 1u);
     EXPECT_TRUE(h.state(kept));
     EXPECT_FALSE(h.state(excluded));
 
     // A paused tick prunes nothing.
-    h.engine->setPaused(true);
+    h.engine->settings().setPaused(true);
     h.server.removeWindow(kept);
     h.step();
     EXPECT_EQ(h.engine->trackedWindowCount(), 1u);

@@ -51,7 +51,7 @@ TEST(HandTimingScenario, GestureIsTheUsersWhateverThePhaseOfTheTickItEndedIn) {
             EngineHarness h;
             h.launch();
             std::string bid = row.topCentred ? "com.example.notes" : kEditor;
-            if (row.topCentred) h.engine->toggleTopCenter(bid);
+            if (row.topCentred) h.engine->settings().toggleTopCenter(bid);
             auto w = h.open(bid);
             h.tickAndStep(2.5);
             if (row.first) {

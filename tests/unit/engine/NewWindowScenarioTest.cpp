@@ -26,7 +26,7 @@ TEST(NewWindowScenario, NewWindowIsMaximizedAtOnceAndThenLeftInPlace) {
 
     // Its own write seen again, then a settled maximized window: nothing more is written.
     EXPECT_EQ(h.writesOver(6), 0u);
-    EXPECT_EQ(h.engine->windowsMaximizedCount(), 1);
+    EXPECT_EQ(h.engine->settings().windowsMaximizedCount(), 1);
 }
 
 // A new window is judged when it appears, not a tick later: only windows not seen yet, never
@@ -45,11 +45,11 @@ TEST(NewWindowScenario, NewWindowsAreJudgedWhenTheyAppearWithoutWaitingForTheTic
     EXPECT_EQ(h.server.writeCount(), 0u);
     h.tick();
 
-    h.engine->setPaused(true);
+    h.engine->settings().setPaused(true);
     auto paused = h.addWindow(pid, "Paused", kSmall);
     evaluate();
     EXPECT_EQ(h.frame(paused), kSmall);
-    h.engine->setPaused(false);
+    h.engine->settings().setPaused(false);
 
     h.server.setFrame(before, {100, 100, 700, 500});  // a known window drifting: the tick's job
     h.server.clearWrites();

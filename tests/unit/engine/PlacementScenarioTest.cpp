@@ -155,7 +155,7 @@ TEST(PlacementScenario, DamagedRecordsRestoreAUsableFrameInsideTheDisplay) {
         SCOPED_TRACE(testing::Message() << row.rel.fx << " " << row.rel.fw << " " << row.rel.fh);
         EngineHarness h;
         h.launch();
-        if (row.topCenter) h.engine->toggleTopCenter(kEditor);
+        if (row.topCenter) h.engine->settings().toggleTopCenter(kEditor);
         h.store->put(kKey, PlacementRecord{"PRIMARY", row.rel, 1, row.topCenter, {}});
         auto w = h.open(kEditor);
         h.tick();

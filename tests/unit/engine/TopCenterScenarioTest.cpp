@@ -31,7 +31,7 @@ struct UtilityWindow : EngineHarness {
     WindowHandle w;
     UtilityWindow() {
         launch();
-        engine->toggleTopCenter(kNotes);
+        engine->settings().toggleTopCenter(kNotes);
         w = open(kNotes, {100, 100, 800, 600}, "Notes");
         tick();
         step(2.5);  // the engine's own write has aged
@@ -79,7 +79,7 @@ TEST(TopCenterScenario, FocusSizeOnLargeDisplays) {
         EngineHarness h({row.display});
         if (row.focusOff) h.defaults.set("focusSizeBigDisplays", false);
         h.launch();
-        if (row.alwaysMaximize) h.engine->toggleMaximizeApp(kReader);
+        if (row.alwaysMaximize) h.engine->settings().toggleMaximizeApp(kReader);
         auto w = h.open(row.bid, row.from);
         h.tick();
         h.step(0.75, 4);

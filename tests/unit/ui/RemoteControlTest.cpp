@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "fakes/FakeEventTracker.h"
-#include "fakes/FakeMenuEngine.h"
 #include "fakes/FakePermissions.h"
+#include "fakes/FakeUserDefaults.h"
 
 using namespace mavo;
 using namespace mavo::test;
@@ -14,7 +14,11 @@ namespace {
 const std::string app = "org.example.Editor";
 
 struct ControlEnv {
-    FakeMenuEngine engine;
+    FakeUserDefaults defaults;
+    EngineSettings settings{defaults};
+    std::vector<std::string> started;  // the bulk actions, in order
+    EngineActions actions{[this] { started.push_back("reevaluateAll"); },
+                          [this] { started.push_back("maximizeAllNow"); }};
     FakePermissions permissions{true};
     FakeEventTracker events;
     PlacementStore store{::testing::TempDir() + "mavo-remote-control"};
@@ -22,13 +26,16 @@ struct ControlEnv {
     RememberedPlacements placements{store, [this] { return arrangement; }};
     bool tray = false;
     int terminations = 0;
-    RemoteControl control{{engine, permissions, placements, events, [this] { return tray; },
-                           [this] { ++terminations; }}};
+    RemoteControl control{{settings, actions, permissions, placements, events,
+                           [this] { return tray; }, [this] { ++terminations; }}};
 
+    // Each store write as key=value, then the bulk actions started.
     std::string calls() const {
         std::string out;
-        for (const auto& c : engine.calls) out += (out.empty() ? "" : " ") + c;
-        return out;
+        for (const auto& key : defaults.writtenKeys())
+            out += " " + key + "=" + defaults.object(key)->dump();
+        for (const auto& a : started) out += " " + a;
+        return out.empty() ? out : out.substr(1);
     }
     std::string eventNames() const {
         std::string out;
@@ -43,34 +50,34 @@ TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
         std::string states, calls, events;
         std::function<void(RemoteControl&)> verb;
     };
+    const std::string list = "=[\"" + app + "\"]";
     for (const auto& tc : std::vector<Case>{
-             {"pause", "", "setPaused(true) persistPaused", "app_paused",
-              [](auto& c) { c.pause(); }},
+             {"pause", "", "paused=true", "app_paused", [](auto& c) { c.pause(); }},
              {"pause", "paused", "", "", [](auto& c) { c.pause(); }},
-             {"resume", "paused", "setPaused(false) persistPaused", "app_resumed",
-              [](auto& c) { c.resume(); }},
+             {"resume", "paused", "paused=false", "app_resumed", [](auto& c) { c.resume(); }},
              {"resume", "", "", "", [](auto& c) { c.resume(); }},
              {"maximizeAll", "", "maximizeAllNow", "maximize_all_now",
               [](auto& c) { c.maximizeAll(); }},
              {"reevaluateAll", "", "reevaluateAll", "", [](auto& c) { c.reevaluateAll(); }},
-             {"unmanage", "", "toggleExclusion(" + app + ")", "app_excluded",
+             {"unmanage", "", "excludedBundleIDs" + list, "app_excluded",
               [](auto& c) { c.setManaged(app, false); }},
              {"manage", "", "", "", [](auto& c) { c.setManaged(app, true); }},
-             {"manage", "excluded", "toggleExclusion(" + app + ")", "app_included",
+             {"manage", "excluded", "excludedBundleIDs=[]", "app_included",
               [](auto& c) { c.setManaged(app, true); }},
-             {"topCenter", "", "toggleTopCenter(" + app + ")", "topcenter_app_on",
+             {"topCenter", "", "topCenterApps" + list, "topcenter_app_on",
               [](auto& c) { c.setTopCenter(app, true); }},
              {"topCenter off", "", "", "", [](auto& c) { c.setTopCenter(app, false); }},
-             {"alwaysMaximize", "", "toggleMaximizeApp(" + app + ") reevaluateAll",
-              "app_always_maximize", [](auto& c) { c.setAlwaysMaximize(app, true); }},
-             {"alwaysMaximize off", "maximize", "toggleMaximizeApp(" + app + ") reevaluateAll",
+             {"alwaysMaximize", "", "maximizeApps" + list + " reevaluateAll", "app_always_maximize",
+              [](auto& c) { c.setAlwaysMaximize(app, true); }},
+             {"alwaysMaximize off", "maximize", "maximizeApps=[] reevaluateAll",
               "app_focus_allowed", [](auto& c) { c.setAlwaysMaximize(app, false); }},
              {"quit", "", "", "", [](auto& c) { c.quit(); }}}) {
         SCOPED_TRACE(std::string(tc.name) + " " + tc.states);
         ControlEnv env;
-        env.engine.isPaused = tc.states == "paused";
-        if (tc.states == "excluded") env.engine.excluded.insert(app);
-        if (tc.states == "maximize") env.engine.maximizeApps.insert(app);
+        env.settings.setPaused(tc.states == "paused");
+        if (tc.states == "excluded") env.settings.toggleExclusion(app);
+        if (tc.states == "maximize") env.settings.toggleMaximizeApp(app);
+        env.defaults.clearWrites();
         tc.verb(env.control);
         EXPECT_EQ(env.calls(), tc.calls);
         EXPECT_EQ(env.eventNames(), tc.events);
@@ -78,8 +85,9 @@ TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
     }
 
     ControlEnv env;
-    env.engine.excluded = {app};
-    env.engine.topCenterApps = {app, "org.other"};
+    env.settings.toggleExclusion(app);
+    env.settings.toggleTopCenter(app);
+    env.settings.toggleTopCenter("org.other");
     auto s = env.control.appSwitches(app);
     EXPECT_EQ(std::tie(s.managed, s.topCenter, s.alwaysMaximize), std::tuple(false, true, false));
     s = env.control.appSwitches("org.other");
@@ -89,8 +97,8 @@ TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
 TEST(RemoteControl, PropertiesFollowTheStateAndOnlyTheirChangesAreAnnounced) {
     using P = RemoteControl::Properties;
     ControlEnv env;
-    env.engine.maximized = 3;
-    env.engine.cannotFill = 1;
+    for (int i = 0; i < 3; ++i) env.settings.countWindowMaximized();
+    env.settings.setCannotFillCount(1);
     const P first{{"State", "active"},
                   {"WindowsMaximized", 3},
                   {"WindowsCannotBeMaximized", 1},
@@ -99,10 +107,10 @@ TEST(RemoteControl, PropertiesFollowTheStateAndOnlyTheirChangesAreAnnounced) {
     EXPECT_EQ(env.control.changedProperties(), first);
     EXPECT_EQ(env.control.changedProperties(), P{});
 
-    env.engine.isPaused = true;
+    env.settings.setPaused(true);
     EXPECT_EQ(env.control.changedProperties(), (P{{"State", "paused"}}));
     env.permissions.setTrusted(false);  // lacking access outranks pause
-    env.engine.maximized = 4;
+    env.settings.countWindowMaximized();
     env.tray = true;
     env.arrangement = "A1+B2";
     EXPECT_EQ(env.control.changedProperties(), (P{{"State", "needs-access"},

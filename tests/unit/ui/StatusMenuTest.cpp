@@ -4,7 +4,6 @@
 
 #include "fakes/FakeDisplaySource.h"
 #include "fakes/FakeEventTracker.h"
-#include "fakes/FakeMenuEngine.h"
 #include "fakes/FakePermissions.h"
 #include "fakes/FakeStatusItem.h"
 #include "fakes/FakeTimers.h"
@@ -51,13 +50,16 @@ const MenuItem& get(const MenuModel& menu, const std::string& title) {
 // One controller over fakes, the editor frontmost; `states` names what differs, e.g.
 // "untrusted paused unfillable=2". The primary screen's hover band starts at y = 1080 - 25 - 2.
 struct Env {
-    FakeMenuEngine engine;
+    FakeUserDefaults defaults;
+    EngineSettings settings{defaults};
+    std::vector<std::string> started;  // the bulk actions, in order
+    EngineActions actions{[this] { started.push_back("reevaluateAll"); },
+                          [this] { started.push_back("maximizeAllNow"); }};
     FakeStatusItem item;
     FakePermissions permissions{true};
     FakeWorkspace workspace;
     FakeLogin login;
     FakeEventTracker events;
-    FakeUserDefaults defaults;
     FakeTimers timers;
     FakePointer pointer;
     FakeDisplaySource displays{{primary1080()}};
@@ -71,31 +73,34 @@ struct Env {
                               {45, "org.example.NoName", std::nullopt},
                               {46, "Bad\377Class", "N\xe2\x82me"}});  // not UTF-8
         workspace.setFrontmost(42);
+        settings.setTopCenterMode(false);  // every switch starts off
+        settings.setFocusSizeBigDisplays(false);
         std::istringstream words(states);
         for (std::string s; words >> s;) {
             if (s == "untrusted") permissions.setTrusted(false);
-            if (s.starts_with("unfillable=")) engine.cannotFill = std::stoi(s.substr(11));
+            if (s.starts_with("unfillable=")) settings.setCannotFillCount(std::stoi(s.substr(11)));
             if (s.starts_with("front=")) {
                 const std::vector<std::string> apps{"", "self", "script", "noname", "bad"};
                 auto at = std::ranges::find(apps, s.substr(6)) - apps.begin();
                 workspace.setFrontmost(at < 5 ? std::optional<int32_t>(42 + at) : std::nullopt);
             }
-            for (auto [name, flag] : {std::pair{"paused", &engine.isPaused},
-                                      {"topCenter", &engine.topCenter},
-                                      {"focusSize", &engine.focusSize},
-                                      {"login", &login.enabled}})
-                if (s == name) *flag = true;
-            for (auto [name, list] : {std::pair{"excluded", &engine.excluded},
-                                      {"topCenterApp", &engine.topCenterApps},
-                                      {"maximizeApp", &engine.maximizeApps}})
-                if (s == name) list->insert(ed);
+            for (auto [name, set] : {std::pair{"paused", &EngineSettings::setPaused},
+                                     {"topCenter", &EngineSettings::setTopCenterMode},
+                                     {"focusSize", &EngineSettings::setFocusSizeBigDisplays}})
+                if (s == name) (settings.*set)(true);
+            if (s == "login") login.enabled = true;
+            for (auto toggle : {std::pair{"excluded", &EngineSettings::toggleExclusion},
+                                {"topCenterApp", &EngineSettings::toggleTopCenter},
+                                {"maximizeApp", &EngineSettings::toggleMaximizeApp}})
+                if (s == toggle.first) (settings.*toggle.second)(ed);
             if (s == "autoHide") defaults.set("autoHideIcon", true);
         }
     }
     StatusItemController& start(std::optional<std::string> version = "1.4.2") {
+        defaults.clearWrites();
         controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
-            engine, item, permissions, workspace, login, events, defaults, timers, pointer,
-            displays, "com.quastorn.mavo", std::move(version), [] {}, placements, [] {}});
+            settings, actions, item, permissions, workspace, login, events, defaults, timers,
+            pointer, displays, "com.quastorn.mavo", std::move(version), [] {}, placements, [] {}});
         return *controller;
     }
     StatusItemController& startHiding(double delay, Point at) {
@@ -104,7 +109,14 @@ struct Env {
         pointer.location = at;
         return start();
     }
-    std::string calls() const { return joined(engine.calls, std::identity()); }
+    // Each store write as key=value, then the bulk actions started.
+    std::string calls() const {
+        std::vector<std::string> out;
+        for (const auto& key : defaults.writtenKeys())
+            out.push_back(key + "=" + defaults.object(key)->dump());
+        out.insert(out.end(), started.begin(), started.end());
+        return joined(out, std::identity());
+    }
     std::string eventNames() const {
         return joined(events.events(), [](const auto& e) { return e.name; });
     }
@@ -163,37 +175,34 @@ TEST(StatusMenu, HeadRowsFollowTrustPauseUnfillableWindowsAndTheFrontmostApp) {
     EXPECT_TRUE(env.events.events().empty());
 }
 
-TEST(StatusMenu, EachActionMakesItsCallsSendsItsEventAndWritesItsStore) {
-    const std::string exclude = "toggleExclusion(" + ed + ")", top = "toggleTopCenter(" + ed + ")",
-                      max = "toggleMaximizeApp(" + ed + ") reevaluateAll",
-                      focus = "FocusSizeBigDisplays reevaluateAll";
+TEST(StatusMenu, EachActionWritesItsStoreStartsItsActionAndSendsItsEvent) {
+    const std::string edList = "=[\"" + ed + "\"]";
     struct Case {
         std::string title, states, calls, events;
     };
-    for (const auto& tc :
-         std::vector<Case>{{"Pause", "", "setPaused(true) persistPaused", "app_paused"},
-                           {"Resume", "paused", "setPaused(false) persistPaused", "app_resumed"},
-                           {"Maximize All Windows Now", "", "maximizeAllNow", "maximize_all_now"},
-                           {"Smaller Windows Top Centered", "",
-                            "setTopCenterMode(true) persistTopCenterMode", "topcenter_on"},
-                           {"Smaller Windows Top Centered", "topCenter",
-                            "setTopCenterMode(false) persistTopCenterMode", "topcenter_off"},
-                           {"Focus-Size on Large Displays", "",
-                            "setFocusSizeBigDisplays(true) persist" + focus, "focus_mode_on"},
-                           {"Focus-Size on Large Displays", "focusSize",
-                            "setFocusSizeBigDisplays(false) persist" + focus, "focus_mode_off"},
-                           {"Don’t Manage “Editor”", "", exclude, "app_excluded"},
-                           {"Manage “Editor”", "excluded", exclude, "app_included"},
-                           {"Top-Center “Editor”", "", top, "topcenter_app_on"},
-                           {"Top-Center “Editor”", "topCenterApp", top, "topcenter_app_off"},
-                           {"Always Maximize “Editor”", "", max, "app_always_maximize"},
-                           {"Always Maximize “Editor”", "maximizeApp", max, "app_focus_allowed"},
-                           {"Don’t Manage “N\uFFFDme”", "front=bad",
-                            "toggleExclusion(Bad\uFFFDClass)", "app_excluded"},
-                           // Settings outside the engine write their own stores.
-                           {"Launch at Login", "", "", ""},
-                           {"Hide Icon Until Hover", "", "", ""},
-                           {"Hide Icon Until Hover", "autoHide", "", ""}}) {
+    for (const auto& tc : std::vector<Case>{
+             {"Pause", "", "paused=true", "app_paused"},
+             {"Resume", "paused", "paused=false", "app_resumed"},
+             {"Maximize All Windows Now", "", "maximizeAllNow", "maximize_all_now"},
+             {"Smaller Windows Top Centered", "", "topCenterMode=true", "topcenter_on"},
+             {"Smaller Windows Top Centered", "topCenter", "topCenterMode=false", "topcenter_off"},
+             {"Focus-Size on Large Displays", "", "focusSizeBigDisplays=true reevaluateAll",
+              "focus_mode_on"},
+             {"Focus-Size on Large Displays", "focusSize",
+              "focusSizeBigDisplays=false reevaluateAll", "focus_mode_off"},
+             {"Don’t Manage “Editor”", "", "excludedBundleIDs" + edList, "app_excluded"},
+             {"Manage “Editor”", "excluded", "excludedBundleIDs=[]", "app_included"},
+             {"Top-Center “Editor”", "", "topCenterApps" + edList, "topcenter_app_on"},
+             {"Top-Center “Editor”", "topCenterApp", "topCenterApps=[]", "topcenter_app_off"},
+             {"Always Maximize “Editor”", "", "maximizeApps" + edList + " reevaluateAll",
+              "app_always_maximize"},
+             {"Always Maximize “Editor”", "maximizeApp", "maximizeApps=[] reevaluateAll",
+              "app_focus_allowed"},
+             {"Don’t Manage “N\uFFFDme”", "front=bad", "excludedBundleIDs=[\"Bad\uFFFDClass\"]",
+              "app_excluded"},
+             {"Launch at Login", "", "", ""},
+             {"Hide Icon Until Hover", "", "autoHideIcon=true", ""},
+             {"Hide Icon Until Hover", "autoHide", "autoHideIcon=false", ""}}) {
         SCOPED_TRACE(tc.title + " " + tc.states);
         Env e(tc.states);
         auto& c = e.start();
@@ -202,9 +211,6 @@ TEST(StatusMenu, EachActionMakesItsCallsSendsItsEventAndWritesItsStore) {
         EXPECT_EQ(e.eventNames(), tc.events);
         for (const auto& ev : e.events.events()) EXPECT_TRUE(ev.props.empty());
         EXPECT_EQ(e.login.toggles, tc.title == "Launch at Login");
-        if (tc.title.starts_with("Hide")) {
-            EXPECT_EQ(e.defaults.object("autoHideIcon"), nlohmann::json(tc.states.empty()));
-        }
     }
 }
 
@@ -214,14 +220,16 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
     env.workspace.addRunning({51, "org.c.Nameless", std::nullopt});
     env.workspace.addInstalled("org.c.Nameless", "Installed C");
     env.workspace.addInstalled("org.a.Installed", "Alpha");
-    env.engine.excluded = {"org.d.Unknown", "org.b.Running", "org.a.Installed", "org.c.Nameless"};
+    for (auto bid : {"org.d.Unknown", "org.b.Running", "org.a.Installed", "org.c.Nameless"})
+        env.settings.toggleExclusion(bid);
     auto& c = env.start();
     const MenuItem& parent = get(c.menuNeedsUpdate(), "Excluded Apps");
     EXPECT_EQ(rows(parent.submenu), "Alpha [x]|Zebra [x]|Installed C [x]|org.d.Unknown [x]");
     c.perform(parent.submenu[1]);
-    EXPECT_EQ(env.calls(), "toggleExclusion(org.b.Running)");
+    EXPECT_EQ(env.settings.excludedBundleIDs(),
+              (std::vector<std::string>{"org.a.Installed", "org.c.Nameless", "org.d.Unknown"}));
     EXPECT_EQ(env.eventNames(), "app_included");
-    env.engine.excluded.clear();
+    for (const auto& bid : env.settings.excludedBundleIDs()) env.settings.toggleExclusion(bid);
     EXPECT_EQ(find(c.menuNeedsUpdate(), "Excluded Apps"), nullptr);
 
     // The first running match names an app, else its installed name.
@@ -233,7 +241,7 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
     EXPECT_EQ(c.appName("org.none"), std::nullopt);
 
     // Rows for an app do nothing without its bundle id.
-    env.engine.calls.clear();
+    env.defaults.clearWrites();
     for (auto action : {MenuAction::toggleExcludeFrontmost, MenuAction::removeExclusion,
                         MenuAction::toggleTopCenterFrontmost, MenuAction::toggleMaximizeFrontmost})
         c.perform(MenuItem::command("x", action));
@@ -420,7 +428,7 @@ TEST(AutoHide, OpenMenuKeepsTheIconAndClosingAppliesTheRuleAndRefreshesTheIcon) 
     env.pointer.moveTo(away);
     env.timers.advance(10);
     EXPECT_TRUE(env.item.visible);
-    env.engine.isPaused = true;
+    env.settings.setPaused(true);
     c.menuDidClose();  // with a delay, closing schedules the hide rather than doing it
     EXPECT_EQ(c.lastIconName(), "paused");
     EXPECT_TRUE(env.item.visible);
