@@ -53,12 +53,8 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
               json({{"excludedBundleIDs", {"XTerm"}}, {"unhideDelay", 2.5}}));
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);  // no temporary
 
-    // A file that is not a JSON object, or not one within reason, or not a file, is set aside
-    // and the store starts empty.
-    const std::string deep =
-        "{\"paused\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
-    const std::string huge = "{\"paused\":true}" + std::string(2 << 20, ' ');
-    for (const std::string& broken : {"{\"paused\": tru"s, "[1, 2, 3]"s, deep, huge, ""s}) {
+    // A file that is not a JSON object, or not a file, is set aside and the store starts empty.
+    for (const std::string& broken : {"{\"paused\": tru"s, "[1, 2, 3]"s, ""s}) {
         fs::remove_all(file);
         if (broken.empty())
             fs::create_directories(file);  // a folder in its place

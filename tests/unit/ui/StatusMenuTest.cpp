@@ -201,8 +201,7 @@ TEST(StatusMenu, EachActionWritesItsStoreStartsItsActionAndSendsItsEvent) {
              {"Don’t Manage “N\uFFFDme”", "front=bad", "excludedBundleIDs=[\"Bad\uFFFDClass\"]",
               "app_excluded"},
              {"Launch at Login", "", "", ""},
-             {"Hide Icon Until Hover", "", "autoHideIcon=true", ""},
-             {"Hide Icon Until Hover", "autoHide", "autoHideIcon=false", ""}}) {
+             {"Hide Icon Until Hover", "", "autoHideIcon=true", ""}}) {
         SCOPED_TRACE(tc.title + " " + tc.states);
         Env e(tc.states);
         auto& c = e.start();
@@ -239,14 +238,6 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
     env.workspace.setRunning({{1, "org.dup", "First"}, {2, "org.dup", "Second"}});
     EXPECT_EQ(c.appName("org.dup"), "First");
     EXPECT_EQ(c.appName("org.none"), std::nullopt);
-
-    // Rows for an app do nothing without its bundle id.
-    env.defaults.clearWrites();
-    for (auto action : {MenuAction::toggleExcludeFrontmost, MenuAction::removeExclusion,
-                        MenuAction::toggleTopCenterFrontmost, MenuAction::toggleMaximizeFrontmost})
-        c.perform(MenuItem::command("x", action));
-    EXPECT_EQ(env.calls(), "");
-    EXPECT_EQ(env.events.events().size(), 1u);
 }
 
 TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndAllCanBeForgotten) {

@@ -12,14 +12,6 @@ struct AXTest : ::testing::Test {
     AX ax{ws};
 };
 
-TEST_F(AXTest, WindowListFailuresFoldIntoAnEmptyList) {
-    ws.addWindow(2, "x", {0, 0, 10, 10});
-    ws.setWindowsReadFails(2, true);
-    for (int32_t pid : {2, 99}) EXPECT_TRUE(ax.windows(pid).empty()) << pid;
-    ws.setWindowsReadFails(2, false);
-    EXPECT_EQ(ax.windows(2).size(), 1u);
-}
-
 TEST_F(AXTest, AttributesAreTheFactsByNameAndNothingElse) {
     WindowHandle w = ws.addWindow(7, "Doc", {10, 20, 300, 200});
     EXPECT_EQ(ax.string(w, Attr::role), "AXWindow");
