@@ -25,9 +25,8 @@ struct ControlEnv {
     std::string arrangement = "A1";
     RememberedPlacements placements{store, [this] { return arrangement; }};
     bool tray = false;
-    int terminations = 0;
-    RemoteControl control{{settings, actions, permissions, placements, events,
-                           [this] { return tray; }, [this] { ++terminations; }}};
+    RemoteControl control{
+        {settings, actions, permissions, placements, events, [this] { return tray; }, [] {}}};
 
     // Each store write as key=value, then the bulk actions started.
     std::string calls() const {
@@ -46,33 +45,31 @@ struct ControlEnv {
 
 TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
     struct Case {
-        const char* name;
         std::string states, calls, events;
         std::function<void(RemoteControl&)> verb;
     };
     const std::string list = "=[\"" + app + "\"]";
+    int row = 0;
     for (const auto& tc : std::vector<Case>{
-             {"pause", "", "paused=true", "app_paused", [](auto& c) { c.pause(); }},
-             {"pause", "paused", "", "", [](auto& c) { c.pause(); }},
-             {"resume", "paused", "paused=false", "app_resumed", [](auto& c) { c.resume(); }},
-             {"resume", "", "", "", [](auto& c) { c.resume(); }},
-             {"maximizeAll", "", "maximizeAllNow", "maximize_all_now",
-              [](auto& c) { c.maximizeAll(); }},
-             {"reevaluateAll", "", "reevaluateAll", "", [](auto& c) { c.reevaluateAll(); }},
-             {"unmanage", "", "excludedBundleIDs" + list, "app_excluded",
+             {"", "paused=true", "app_paused", [](auto& c) { c.pause(); }},
+             {"paused", "", "", [](auto& c) { c.pause(); }},
+             {"paused", "paused=false", "app_resumed", [](auto& c) { c.resume(); }},
+             {"", "", "", [](auto& c) { c.resume(); }},
+             {"", "maximizeAllNow", "maximize_all_now", [](auto& c) { c.maximizeAll(); }},
+             {"", "reevaluateAll", "", [](auto& c) { c.reevaluateAll(); }},
+             {"", "excludedBundleIDs" + list, "app_excluded",
               [](auto& c) { c.setManaged(app, false); }},
-             {"manage", "", "", "", [](auto& c) { c.setManaged(app, true); }},
-             {"manage", "excluded", "excludedBundleIDs=[]", "app_included",
+             {"", "", "", [](auto& c) { c.setManaged(app, true); }},
+             {"excluded", "excludedBundleIDs=[]", "app_included",
               [](auto& c) { c.setManaged(app, true); }},
-             {"topCenter", "", "topCenterApps" + list, "topcenter_app_on",
+             {"", "topCenterApps" + list, "topcenter_app_on",
               [](auto& c) { c.setTopCenter(app, true); }},
-             {"topCenter off", "", "", "", [](auto& c) { c.setTopCenter(app, false); }},
-             {"alwaysMaximize", "", "maximizeApps" + list + " reevaluateAll", "app_always_maximize",
+             {"", "", "", [](auto& c) { c.setTopCenter(app, false); }},
+             {"", "maximizeApps" + list + " reevaluateAll", "app_always_maximize",
               [](auto& c) { c.setAlwaysMaximize(app, true); }},
-             {"alwaysMaximize off", "maximize", "maximizeApps=[] reevaluateAll",
-              "app_focus_allowed", [](auto& c) { c.setAlwaysMaximize(app, false); }},
-             {"quit", "", "", "", [](auto& c) { c.quit(); }}}) {
-        SCOPED_TRACE(std::string(tc.name) + " " + tc.states);
+             {"maximize", "maximizeApps=[] reevaluateAll", "app_focus_allowed",
+              [](auto& c) { c.setAlwaysMaximize(app, false); }}}) {
+        SCOPED_TRACE(testing::Message() << "row " << row++);
         ControlEnv env;
         env.settings.setPaused(tc.states == "paused");
         if (tc.states == "excluded") env.settings.toggleExclusion(app);
@@ -81,7 +78,6 @@ TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
         tc.verb(env.control);
         EXPECT_EQ(env.calls(), tc.calls);
         EXPECT_EQ(env.eventNames(), tc.events);
-        EXPECT_EQ(env.terminations, std::string(tc.name) == "quit");
     }
 
     ControlEnv env;
