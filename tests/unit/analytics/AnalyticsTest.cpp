@@ -81,7 +81,6 @@ TEST(Analytics, OneBatchPerFlushToTheKeysRegionOrNoneForAnUnusableKey) {
     auto us = rig.make("A-US-7351946082");
     for (const char* name : {"app_paused", "app_resumed", "maximize_all"}) us->trackEvent(name);
     us->flush();
-    us->flush();
     auto eu = rig.make("A-EU-0000000001");
     eu->trackEvent("app_excluded");
     eu->flush();

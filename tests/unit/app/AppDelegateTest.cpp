@@ -1,14 +1,10 @@
 #include "app/AppDelegate.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <mutex>
-#include <sstream>
 #include <thread>
 
 #include "app/Diag.h"
@@ -18,6 +14,7 @@
 #include "fakes/FakeWindowList.h"
 #include "fakes/FakeWindowServer.h"
 #include "fakes/FakeWorkspace.h"
+#include "unit/TempFolder.h"
 
 namespace mavo {
 namespace {
@@ -110,9 +107,7 @@ class AppDelegateTest : public ::testing::Test,
     }
     std::string diag() {
         Diag::drain();
-        std::ostringstream s;
-        s << std::ifstream(dir / "diag.log").rdbuf();
-        return s.str();
+        return test::readText(dir / "diag.log");
     }
 
     void SetUp() override { Diag::setPath((dir / "diag.log").string()); }
@@ -120,14 +115,10 @@ class AppDelegateTest : public ::testing::Test,
         delegate.reset();
         Diag::drain();
         Diag::setPath(Diag::defaultPath);
-        std::error_code ignored;
-        fs::remove_all(dir, ignored);
     }
 
-    fs::path dir = [] {
-        std::string pattern = (fs::temp_directory_path() / "mavo-app-XXXXXX").string();
-        return fs::path(mkdtemp(pattern.data()));
-    }();
+    test::TempFolder tmp;
+    fs::path dir = tmp.path;
     mutable std::mutex mutex;
     mutable std::vector<std::string> journal;
     test::FakeDisplaySource displays{{test::primary1080("MAIN")}};
