@@ -1,19 +1,17 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <thread>
 #include <vector>
 
 #include "app/Diag.h"
+#include "unit/TempFolder.h"
 
 using namespace mavo;
 namespace fs = std::filesystem;
 
 TEST(DiagThreads, LinesFromManyThreadsLandWholeAndInEachThreadsOrder) {
-    std::string tmpl = (fs::temp_directory_path() / "mavo-diag-threads-XXXXXX").string();
-    const fs::path dir = ::mkdtemp(tmpl.data()), log = dir / "diag.log";
+    test::TempFolder tmp;
+    const fs::path log = tmp.path / "diag.log";
     Diag::setPath(log.string());
     Diag::reset();
     // Long lines, so that a torn write would show as a broken line.
@@ -41,5 +39,4 @@ TEST(DiagThreads, LinesFromManyThreadsLandWholeAndInEachThreadsOrder) {
     }
     EXPECT_EQ(total, 6 * 300);
     Diag::setPath(Diag::defaultPath);
-    fs::remove_all(dir);
 }

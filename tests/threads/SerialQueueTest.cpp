@@ -34,32 +34,27 @@ TEST(SerialQueue, RunsEachProducersBlocksInOrderAndSyncFromItselfInline) {
     }
 }
 
-TEST(SerialQueue, RepeatingTimerFiresAtItsPeriodUntilCancelled) {
-    SerialQueue q("test.timer");
+// A repeating timer fires at its period until cancelled; a one-shot runs once unless cancelled or
+// its handle is dropped; a delayed block holds up no later one.
+TEST(SerialQueue, TimersAndDelayedBlocks) {
+    SerialQueue q("test.timers");
+    std::vector<int> ran;  // only touched on the queue
     std::atomic<int> fired{0};
-    auto timer = q.scheduleRepeating(0.05, 0.05, [&] { ++fired; });
-    std::this_thread::sleep_for(330ms);
-    timer->cancel();
-    int atCancel = fired.load();
+    auto repeating = q.scheduleRepeating(0.05, 0.05, [&] { ++fired; });
+    auto kept = q.scheduleOnce(0.02, [&] { ran.push_back(1); });
+    q.scheduleOnce(0.01, [&] { ran.push_back(2); });
+    q.scheduleOnce(0.01, [&] { ran.push_back(3); })->cancel();
+    std::promise<void> done;
+    q.asyncAfter(0.33, [&] { done.set_value(); });
+    q.async([&] { ran.push_back(0); });
+    done.get_future().wait();
+    repeating->cancel();
+    const int atCancel = fired.load();
+    EXPECT_EQ(ran, (std::vector<int>{0, 1}));
     EXPECT_GE(atCancel, 4);
     EXPECT_LE(atCancel, 7);
     std::this_thread::sleep_for(150ms);
     EXPECT_EQ(fired.load(), atCancel);
-}
-
-// A delayed block holds up no later one; a one-shot timer runs once unless cancelled or dropped.
-TEST(SerialQueue, DelayedBlocksAndOneShotTimers) {
-    SerialQueue q("test.once");
-    std::vector<int> ran;  // only touched on the queue
-    auto kept = q.scheduleOnce(0.02, [&] { ran.push_back(1); });
-    q.scheduleOnce(0.01, [&] { ran.push_back(2); });  // the handle goes at once
-    auto cancelled = q.scheduleOnce(0.01, [&] { ran.push_back(3); });
-    cancelled->cancel();
-    std::promise<void> done;
-    q.asyncAfter(0.05, [&] { done.set_value(); });
-    q.async([&] { ran.push_back(0); });
-    done.get_future().wait();
-    EXPECT_EQ(ran, (std::vector<int>{0, 1}));
 }
 
 // An owner whose last reference goes away inside one of its queue's blocks takes the queue with

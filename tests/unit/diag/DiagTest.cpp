@@ -3,18 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
+#include "unit/TempFolder.h"
 
 using namespace mavo;
+using mavo::test::readText;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string readFile(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 bool ownerOnly(const fs::path& p) {
     return fs::status(p).permissions() == (fs::perms::owner_read | fs::perms::owner_write);
@@ -22,18 +17,13 @@ bool ownerOnly(const fs::path& p) {
 
 // Points the log at a fresh private folder for the test and back at the default afterwards.
 struct DiagTest : ::testing::Test {
-    void SetUp() override {
-        std::string tmpl = (fs::temp_directory_path() / "mavo-diag-XXXXXX").string();
-        dir = ::mkdtemp(tmpl.data());
-        log = dir / "diag.log";
-        Diag::setPath(log.string());
-    }
+    void SetUp() override { Diag::setPath(log.string()); }
     void TearDown() override {
         Diag::drain();
         Diag::setPath(Diag::defaultPath);
-        fs::remove_all(dir);
     }
-    fs::path dir, log;
+    test::TempFolder tmp;
+    fs::path dir = tmp.path, log = dir / "diag.log";
 };
 
 }  // namespace
@@ -41,23 +31,23 @@ struct DiagTest : ::testing::Test {
 TEST_F(DiagTest, LinesAreAppendedInOrderToAnOwnerOnlyFileThatResetEmpties) {
     Diag::log("first");  // creates the file
     Diag::drain();
-    EXPECT_EQ(readFile(log), "first\n");
+    EXPECT_EQ(readText(log), "first\n");
     EXPECT_TRUE(ownerOnly(log));
     fs::permissions(log, fs::perms::all);
     Diag::reset();  // synchronous: no drain needed
-    EXPECT_EQ(readFile(log), "");
+    EXPECT_EQ(readText(log), "");
     EXPECT_TRUE(ownerOnly(log));
     Diag::log("screen 0: 1920×1080 — “Built-in”");
     Diag::log("");
     Diag::log("already ended\n");
     Diag::log("title \xff\xfe");  // another program's bytes, made UTF-8
     Diag::drain();
-    EXPECT_EQ(readFile(log),
+    EXPECT_EQ(readText(log),
               "screen 0: 1920×1080 — “Built-in”\n\nalready ended\n\ntitle \uFFFD\uFFFD\n");
     fs::remove(log);  // a deleted log comes back with just the next line
     Diag::log("last");
     Diag::drain();
-    EXPECT_EQ(readFile(log), "last\n");
+    EXPECT_EQ(readText(log), "last\n");
     fs::remove(log);
     Diag::reset();
     EXPECT_TRUE(fs::is_regular_file(log) && ownerOnly(log));
@@ -78,8 +68,8 @@ TEST_F(DiagTest, NeverWritesIntoAFileThatIsNotOursAlone) {
         Diag::reset();
         Diag::log("a window title");
         Diag::drain();
-        EXPECT_EQ(readFile(target), "keep me\n") << name;
-        EXPECT_EQ(readFile(log), "keep me\n") << name;
+        EXPECT_EQ(readText(target), "keep me\n") << name;
+        EXPECT_EQ(readText(log), "keep me\n") << name;
     }
     fs::remove(log);  // nor into creating a dangling link's target
     fs::remove(target);
@@ -99,5 +89,5 @@ TEST_F(DiagTest, AnUnwritablePathLosesLinesQuietlyUntilTheLogMoves) {
     Diag::setPath(log.string());
     Diag::log("kept");
     Diag::drain();
-    EXPECT_EQ(readFile(log), "kept\n");
+    EXPECT_EQ(readText(log), "kept\n");
 }

@@ -5,8 +5,8 @@
 #include <stdlib.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
+
+#include "unit/TempFolder.h"
 
 namespace mavo {
 namespace {
@@ -15,9 +15,8 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 
 TEST(DesktopApps, MatchesStartupClassThenFileNameAndEarlierFoldersShadowLaterOnes) {
-    char pattern[] = "/tmp/mavo-desktop-apps-XXXXXX";
-    ASSERT_TRUE(mkdtemp(pattern));
-    const fs::path root = pattern, user = root / "user", system = root / "system";
+    test::TempFolder tmp;
+    const fs::path root = tmp.path, user = root / "user", system = root / "system";
     auto write = [](const fs::path& path, const std::string& body) {
         fs::create_directories(path.parent_path());
         std::ofstream(path) << "[Desktop Entry]\nType=Application\n" << body;
@@ -67,7 +66,6 @@ TEST(DesktopApps, MatchesStartupClassThenFileNameAndEarlierFoldersShadowLaterOne
     EXPECT_EQ(name("later"), "Later");
     fs::remove(system / "later.desktop");
     EXPECT_EQ(name("later"), "-");
-    fs::remove_all(root);
 }
 
 TEST(DesktopApps, FoldersFollowTheXdgVariables) {

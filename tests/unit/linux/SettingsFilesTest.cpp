@@ -2,14 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "platform/linux/JsonFileDefaults.h"
 #include "platform/linux/XdgAutostart.h"
+#include "unit/TempFolder.h"
 
 namespace mavo {
 namespace {
@@ -18,20 +14,12 @@ namespace fs = std::filesystem;
 using Status = LoginService::Status;
 using namespace std::string_literals;
 using nlohmann::json;
+using test::readText;
 using ::testing::HasSubstr, ::testing::StartsWith;
 
-class SettingsFilesTest : public ::testing::Test {
-  protected:
-    ~SettingsFilesTest() override { fs::remove_all(dir, ignored); }
-    static std::string read(const fs::path& p) {
-        std::ifstream in(p);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-    std::error_code ignored;
-    fs::path dir = [] {
-        std::string pattern = (fs::temp_directory_path() / "mavo-cfg-XXXXXX").string();
-        return fs::path(mkdtemp(pattern.data()));
-    }();
+struct SettingsFilesTest : ::testing::Test {
+    test::TempFolder tmp;
+    fs::path dir = tmp.path;
 };
 
 TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEveryChange) {
@@ -49,16 +37,12 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
     EXPECT_DOUBLE_EQ(again.number("unhideDelay"), 2.5);
     again.remove("paused");
     again.set("excludedBundleIDs", {"XTerm"});
-    EXPECT_EQ(json::parse(read(file)),
+    EXPECT_EQ(json::parse(readText(file)),
               json({{"excludedBundleIDs", {"XTerm"}}, {"unhideDelay", 2.5}}));
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1);  // no temporary
 
-    // A file that is not a JSON object, or not one within reason, or not a file, is set aside
-    // and the store starts empty.
-    const std::string deep =
-        "{\"paused\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
-    const std::string huge = "{\"paused\":true}" + std::string(2 << 20, ' ');
-    for (const std::string& broken : {"{\"paused\": tru"s, "[1, 2, 3]"s, deep, huge, ""s}) {
+    // A file that is not a JSON object, or not a file, is set aside and the store starts empty.
+    for (const std::string& broken : {"{\"paused\": tru"s, "[1, 2, 3]"s, ""s}) {
         fs::remove_all(file);
         if (broken.empty())
             fs::create_directories(file);  // a folder in its place
@@ -66,9 +50,9 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
             std::ofstream(file) << broken;
         JsonFileDefaults d(file);
         EXPECT_FALSE(d.object("unhideDelay")) << broken.substr(0, 20);
-        EXPECT_TRUE(broken.empty() || read(dir / "mavo/defaults.corrupt.json") == broken);
+        EXPECT_TRUE(broken.empty() || readText(dir / "mavo/defaults.corrupt.json") == broken);
         d.set("paused", true);
-        EXPECT_EQ(json::parse(read(file)), json({{"paused", true}}));
+        EXPECT_EQ(json::parse(readText(file)), json({{"paused", true}}));
     }
 
     // Where the folder cannot be made the write fails, the value is kept, and the write is made
@@ -81,13 +65,13 @@ TEST_F(SettingsFilesTest, SettingsSurviveARestartInAnOwnerOnlyFileReplacedAtEver
         EXPECT_TRUE(d.boolean("paused"));
         fs::remove(blocked);
         d.set("unhideDelay", 2.0);
-        EXPECT_EQ(json::parse(read(blocked / "defaults.json")).size(), 2u);
+        EXPECT_EQ(json::parse(readText(blocked / "defaults.json")).size(), 2u);
         fs::remove_all(blocked);
         std::ofstream(blocked) << "in the way";
         d.set("excludedBundleIDs", {"Bad\377Class"});  // not UTF-8: repaired
         fs::remove(blocked);
     }
-    json saved = json::parse(read(blocked / "defaults.json"));
+    json saved = json::parse(readText(blocked / "defaults.json"));
     EXPECT_EQ(saved.size(), 3u);
     EXPECT_EQ(saved["excludedBundleIDs"][0].get<std::string>().substr(0, 3), "Bad");
 
@@ -113,7 +97,7 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
     EXPECT_EQ(autostart.status(), Status::notRegistered);
     std::string error;
     ASSERT_TRUE(autostart.registerApp(error)) << error;
-    const std::string text = read(entry);
+    const std::string text = readText(entry);
     EXPECT_THAT(text, StartsWith("[Desktop Entry]\nType=Application\nName=Mavo\n"));
     // Exec quotes the path as desktop entries require, and the key file escapes that again.
     EXPECT_THAT(text, HasSubstr("Exec=\"/home/a b/back\\\\\\\\slash/mavo\"\n"));
@@ -130,7 +114,7 @@ TEST_F(SettingsFilesTest, AutostartEntryStartsThisProgramAndIsEnabledUnlessHidde
         EXPECT_EQ(autostart.status(), status) << tail;
     }
     ASSERT_TRUE(autostart.registerApp(error));  // registering again replaces a hidden entry
-    EXPECT_EQ(read(entry), text);
+    EXPECT_EQ(readText(entry), text);
     ASSERT_TRUE(autostart.unregisterApp(error));
     EXPECT_FALSE(fs::exists(entry));
     EXPECT_TRUE(autostart.unregisterApp(error));  // already gone is fine
@@ -152,7 +136,7 @@ TEST_F(SettingsFilesTest, SystemAutostartEntryIsTurnedOffByAHiddenUserEntry) {
     EXPECT_EQ(autostart.status(), Status::enabled);
     std::string error;
     ASSERT_TRUE(autostart.unregisterApp(error)) << error;
-    EXPECT_THAT(read(entry), HasSubstr("\nHidden=true\n"));
+    EXPECT_THAT(readText(entry), HasSubstr("\nHidden=true\n"));
     EXPECT_EQ(autostart.status(), Status::notRegistered);
     EXPECT_TRUE(fs::exists(system));
     ASSERT_TRUE(autostart.registerApp(error)) << error;

@@ -10,17 +10,14 @@
 #include <thread>
 
 #include "fakes/FifoFeeder.h"
+#include "unit/TempFolder.h"
 
 using namespace mavo;
+using mavo::test::readText;
 using nlohmann::json;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string readFile(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 void writeFile(const fs::path& p, const std::string& text) {
     fs::create_directories(p.parent_path());
@@ -38,16 +35,11 @@ const std::string kValid =
     R"("fy":0.2,"fw":0.3,"fh":0.4,"fz":9},"updatedAt":7e8,"pin":1,"topCenter":false,)"
     R"("maximized":null}}})";
 
-// A private folder per test, nested so that the store has to create the parents.
+// The store's folder is nested so that the store has to create the parents.
 struct PlacementStoreTest : ::testing::Test {
-    void SetUp() override {
-        std::string tmpl = (fs::temp_directory_path() / "mavo-placements-XXXXXX").string();
-        root = ::mkdtemp(tmpl.data());
-        folder = root / "data" / "Mavo";
-    }
-    void TearDown() override { fs::remove_all(root); }
-    json records() const { return json::parse(readFile(folder / "placements.json"))["records"]; }
-    fs::path root, folder;
+    json records() const { return json::parse(readText(folder / "placements.json"))["records"]; }
+    test::TempFolder tmp;
+    fs::path root = tmp.path, folder = root / "data" / "Mavo";
 };
 
 }  // namespace
@@ -68,7 +60,7 @@ TEST_F(PlacementStoreTest, WritesACompactOwnerOnlyDocumentThatReadsBack) {
     EXPECT_FALSE(fs::exists(folder / "placements.tmp"));
     EXPECT_EQ(fs::status(folder / "placements.json").permissions(),
               fs::perms::owner_read | fs::perms::owner_write);
-    std::string text = readFile(folder / "placements.json");
+    std::string text = readText(folder / "placements.json");
     EXPECT_EQ(text.find_first_of(" \n"), std::string::npos) << text;
     EXPECT_TRUE(json::parse(text)["version"].is_number_integer());
     EXPECT_EQ(json::parse(text), json::parse(R"({"version":1,"records":{
@@ -113,7 +105,7 @@ TEST_F(PlacementStoreTest, SetsAsideADocumentItCannotUse) {
         store.loadIfNeeded();
         EXPECT_EQ(store.count(), 0u);
         EXPECT_FALSE(fs::exists(f / "placements.json"));
-        EXPECT_TRUE(readFile(f / "placements.corrupt.json") == rejected[i]);
+        EXPECT_TRUE(readText(f / "placements.corrupt.json") == rejected[i]);
     }
 
     // Whatever cannot be read as a file is set aside too, never waited on and never overwritten.
@@ -132,9 +124,9 @@ TEST_F(PlacementStoreTest, SetsAsideADocumentItCannotUse) {
         EXPECT_TRUE(fs::exists(fs::symlink_status(f / "placements.corrupt.json"))) << name;
         store.put("S|new|", record(2));
         store.flushNow();
-        EXPECT_EQ(json::parse(readFile(f / "placements.json"))["records"].size(), 1u) << name;
+        EXPECT_EQ(json::parse(readText(f / "placements.json"))["records"].size(), 1u) << name;
     }
-    EXPECT_EQ(readFile(root / "elsewhere"), valid);
+    EXPECT_EQ(readText(root / "elsewhere"), valid);
 }
 
 TEST_F(PlacementStoreTest, LoadsOnceOnlyWhenAskedAndAMissingFileIsNotRetried) {

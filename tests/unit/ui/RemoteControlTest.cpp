@@ -1,94 +1,18 @@
-#include "ui/RemoteControl.h"
+// The remote control's verbs are checked against the menu's rows in StatusMenuTest.cpp.
 
-#include <gtest/gtest.h>
-
-#include "fakes/FakeEventTracker.h"
-#include "fakes/FakePermissions.h"
-#include "fakes/FakeUserDefaults.h"
+#include "UiEnv.h"
 
 using namespace mavo;
 using namespace mavo::test;
 
 namespace {
 
-const std::string app = "org.example.Editor";
-
-struct ControlEnv {
-    FakeUserDefaults defaults;
-    EngineSettings settings{defaults};
-    std::vector<std::string> started;  // the bulk actions, in order
-    EngineActions actions{[this] { started.push_back("reevaluateAll"); },
-                          [this] { started.push_back("maximizeAllNow"); }};
-    FakePermissions permissions{true};
-    FakeEventTracker events;
-    PlacementStore store{::testing::TempDir() + "mavo-remote-control"};
-    std::string arrangement = "A1";
-    RememberedPlacements placements{store, [this] { return arrangement; }};
-    bool tray = false;
-    int terminations = 0;
-    RemoteControl control{{settings, actions, permissions, placements, events,
-                           [this] { return tray; }, [this] { ++terminations; }}};
-
-    // Each store write as key=value, then the bulk actions started.
-    std::string calls() const {
-        std::string out;
-        for (const auto& key : defaults.writtenKeys())
-            out += " " + key + "=" + defaults.object(key)->dump();
-        for (const auto& a : started) out += " " + a;
-        return out.empty() ? out : out.substr(1);
-    }
-    std::string eventNames() const {
-        std::string out;
-        for (const auto& e : events.events()) out += (out.empty() ? "" : " ") + e.name;
-        return out;
-    }
-};
-
-TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
-    struct Case {
-        const char* name;
-        std::string states, calls, events;
-        std::function<void(RemoteControl&)> verb;
-    };
-    const std::string list = "=[\"" + app + "\"]";
-    for (const auto& tc : std::vector<Case>{
-             {"pause", "", "paused=true", "app_paused", [](auto& c) { c.pause(); }},
-             {"pause", "paused", "", "", [](auto& c) { c.pause(); }},
-             {"resume", "paused", "paused=false", "app_resumed", [](auto& c) { c.resume(); }},
-             {"resume", "", "", "", [](auto& c) { c.resume(); }},
-             {"maximizeAll", "", "maximizeAllNow", "maximize_all_now",
-              [](auto& c) { c.maximizeAll(); }},
-             {"reevaluateAll", "", "reevaluateAll", "", [](auto& c) { c.reevaluateAll(); }},
-             {"unmanage", "", "excludedBundleIDs" + list, "app_excluded",
-              [](auto& c) { c.setManaged(app, false); }},
-             {"manage", "", "", "", [](auto& c) { c.setManaged(app, true); }},
-             {"manage", "excluded", "excludedBundleIDs=[]", "app_included",
-              [](auto& c) { c.setManaged(app, true); }},
-             {"topCenter", "", "topCenterApps" + list, "topcenter_app_on",
-              [](auto& c) { c.setTopCenter(app, true); }},
-             {"topCenter off", "", "", "", [](auto& c) { c.setTopCenter(app, false); }},
-             {"alwaysMaximize", "", "maximizeApps" + list + " reevaluateAll", "app_always_maximize",
-              [](auto& c) { c.setAlwaysMaximize(app, true); }},
-             {"alwaysMaximize off", "maximize", "maximizeApps=[] reevaluateAll",
-              "app_focus_allowed", [](auto& c) { c.setAlwaysMaximize(app, false); }},
-             {"quit", "", "", "", [](auto& c) { c.quit(); }}}) {
-        SCOPED_TRACE(std::string(tc.name) + " " + tc.states);
-        ControlEnv env;
-        env.settings.setPaused(tc.states == "paused");
-        if (tc.states == "excluded") env.settings.toggleExclusion(app);
-        if (tc.states == "maximize") env.settings.toggleMaximizeApp(app);
-        env.defaults.clearWrites();
-        tc.verb(env.control);
-        EXPECT_EQ(env.calls(), tc.calls);
-        EXPECT_EQ(env.eventNames(), tc.events);
-        EXPECT_EQ(env.terminations, std::string(tc.name) == "quit");
-    }
-
-    ControlEnv env;
-    env.settings.toggleExclusion(app);
-    env.settings.toggleTopCenter(app);
+TEST(RemoteControl, AppSwitchesAreEachApplicationsOwn) {
+    Env env;
+    env.settings.toggleExclusion(ed);
+    env.settings.toggleTopCenter(ed);
     env.settings.toggleTopCenter("org.other");
-    auto s = env.control.appSwitches(app);
+    auto s = env.control.appSwitches(ed);
     EXPECT_EQ(std::tie(s.managed, s.topCenter, s.alwaysMaximize), std::tuple(false, true, false));
     s = env.control.appSwitches("org.other");
     EXPECT_EQ(std::tie(s.managed, s.topCenter, s.alwaysMaximize), std::tuple(true, true, false));
@@ -96,7 +20,7 @@ TEST(RemoteControl, VerbsMakeTheMenusCallsAndDoNothingWhenAlreadyInTheirState) {
 
 TEST(RemoteControl, PropertiesFollowTheStateAndOnlyTheirChangesAreAnnounced) {
     using P = RemoteControl::Properties;
-    ControlEnv env;
+    Env env;
     for (int i = 0; i < 3; ++i) env.settings.countWindowMaximized();
     env.settings.setCannotFillCount(1);
     const P first{{"State", "active"},
@@ -122,9 +46,9 @@ TEST(RemoteControl, PropertiesFollowTheStateAndOnlyTheirChangesAreAnnounced) {
 }
 
 TEST(RemoteControl, PlacementsAreListedByKeyWithTheKeySplit) {
-    ControlEnv env;
+    Env env;
     for (const std::string& key :
-         std::vector<std::string>{"B2|" + app + "|", "A1+B2|org.app|doc | two", "A1|XTerm|", "odd"})
+         std::vector<std::string>{"B2|" + ed + "|", "A1+B2|org.app|doc | two", "A1|XTerm|", "odd"})
         env.store.put(key, {"D", {0.1, 0.2, 0.5, 0.6}, 0, {}, {}});
     std::vector<std::tuple<std::string, std::string, std::string, std::string>> seen;
     for (const auto& p : env.control.placements()) {
@@ -133,9 +57,9 @@ TEST(RemoteControl, PlacementsAreListedByKeyWithTheKeySplit) {
     }
     EXPECT_EQ(seen, (decltype(seen){{"A1+B2|org.app|doc | two", "A1+B2", "org.app", "doc | two"},
                                     {"A1|XTerm|", "A1", "XTerm", ""},
-                                    {"B2|" + app + "|", "B2", app, ""},
+                                    {"B2|" + ed + "|", "B2", ed, ""},
                                     {"odd", "odd", "", ""}}));
-    EXPECT_EQ(env.placements.ofCurrentArrangement().size(), 1u);
+    EXPECT_EQ(env.remembered.ofCurrentArrangement().size(), 1u);
 }
 
 }  // namespace

@@ -1,28 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <sstream>
-
-#include "fakes/FakeDisplaySource.h"
-#include "fakes/FakeEventTracker.h"
-#include "fakes/FakePermissions.h"
-#include "fakes/FakeStatusItem.h"
-#include "fakes/FakeTimers.h"
-#include "fakes/FakeUserDefaults.h"
-#include "fakes/FakeWorkspace.h"
-#include "ui/StatusItemController.h"
+#include "UiEnv.h"
 
 using namespace mavo;
 using namespace mavo::test;
 
 namespace {
-
-const std::string ed = "org.example.Editor";
-
-std::string joined(const auto& range, auto text, const char* by = " ") {
-    std::string out;
-    for (const auto& x : range) out.append(out.empty() ? "" : by).append(text(x));
-    return out;
-}
 
 // A row as a person reads it: " (off)" when disabled, " [x]" / " [ ]" for check boxes.
 std::string text(const MenuItem& m) {
@@ -46,81 +27,6 @@ const MenuItem& get(const MenuModel& menu, const std::string& title) {
     if (auto* item = find(menu, title)) return *item;
     throw std::runtime_error("no row titled " + title);
 }
-
-// One controller over fakes, the editor frontmost; `states` names what differs, e.g.
-// "untrusted paused unfillable=2". The primary screen's hover band starts at y = 1080 - 25 - 2.
-struct Env {
-    FakeUserDefaults defaults;
-    EngineSettings settings{defaults};
-    std::vector<std::string> started;  // the bulk actions, in order
-    EngineActions actions{[this] { started.push_back("reevaluateAll"); },
-                          [this] { started.push_back("maximizeAllNow"); }};
-    FakeStatusItem item;
-    FakePermissions permissions{true};
-    FakeWorkspace workspace;
-    FakeLogin login;
-    FakeEventTracker events;
-    FakeTimers timers;
-    FakePointer pointer;
-    FakeDisplaySource displays{{primary1080()}};
-    RememberedPlacements* placements = nullptr;
-    std::unique_ptr<StatusItemController> controller;
-
-    explicit Env(const std::string& states = "") {
-        workspace.setRunning({{42, ed, "Editor"},
-                              {43, "com.quastorn.mavo", "Mavo"},
-                              {44, std::nullopt, "Script"},
-                              {45, "org.example.NoName", std::nullopt},
-                              {46, "Bad\377Class", "N\xe2\x82me"}});  // not UTF-8
-        workspace.setFrontmost(42);
-        settings.setTopCenterMode(false);  // every switch starts off
-        settings.setFocusSizeBigDisplays(false);
-        std::istringstream words(states);
-        for (std::string s; words >> s;) {
-            if (s == "untrusted") permissions.setTrusted(false);
-            if (s.starts_with("unfillable=")) settings.setCannotFillCount(std::stoi(s.substr(11)));
-            if (s.starts_with("front=")) {
-                const std::vector<std::string> apps{"", "self", "script", "noname", "bad"};
-                auto at = std::ranges::find(apps, s.substr(6)) - apps.begin();
-                workspace.setFrontmost(at < 5 ? std::optional<int32_t>(42 + at) : std::nullopt);
-            }
-            for (auto [name, set] : {std::pair{"paused", &EngineSettings::setPaused},
-                                     {"topCenter", &EngineSettings::setTopCenterMode},
-                                     {"focusSize", &EngineSettings::setFocusSizeBigDisplays}})
-                if (s == name) (settings.*set)(true);
-            if (s == "login") login.enabled = true;
-            for (auto toggle : {std::pair{"excluded", &EngineSettings::toggleExclusion},
-                                {"topCenterApp", &EngineSettings::toggleTopCenter},
-                                {"maximizeApp", &EngineSettings::toggleMaximizeApp}})
-                if (s == toggle.first) (settings.*toggle.second)(ed);
-            if (s == "autoHide") defaults.set("autoHideIcon", true);
-        }
-    }
-    StatusItemController& start(std::optional<std::string> version = "1.4.2") {
-        defaults.clearWrites();
-        controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
-            settings, actions, item, permissions, workspace, login, events, defaults, timers,
-            pointer, displays, "com.quastorn.mavo", std::move(version), [] {}, placements, [] {}});
-        return *controller;
-    }
-    StatusItemController& startHiding(double delay, Point at) {
-        defaults.set("autoHideIcon", true);
-        defaults.set("unhideDelay", delay);
-        pointer.location = at;
-        return start();
-    }
-    // Each store write as key=value, then the bulk actions started.
-    std::string calls() const {
-        std::vector<std::string> out;
-        for (const auto& key : defaults.writtenKeys())
-            out.push_back(key + "=" + defaults.object(key)->dump());
-        out.insert(out.end(), started.begin(), started.end());
-        return joined(out, std::identity());
-    }
-    std::string eventNames() const {
-        return joined(events.events(), [](const auto& e) { return e.name; });
-    }
-};
 
 const std::string kBlurb = "Keeps your app windows maximized, except ones you’ve snapped. (off)";
 
@@ -175,42 +81,65 @@ TEST(StatusMenu, HeadRowsFollowTrustPauseUnfillableWindowsAndTheFrontmostApp) {
     EXPECT_TRUE(env.events.events().empty());
 }
 
+// A menu row and the remote control's verb for the same thing make the same calls.
 TEST(StatusMenu, EachActionWritesItsStoreStartsItsActionAndSendsItsEvent) {
     const std::string edList = "=[\"" + ed + "\"]";
     struct Case {
         std::string title, states, calls, events;
+        std::function<void(RemoteControl&)> verb = {};
     };
+    int row = 0;
     for (const auto& tc : std::vector<Case>{
-             {"Pause", "", "paused=true", "app_paused"},
-             {"Resume", "paused", "paused=false", "app_resumed"},
-             {"Maximize All Windows Now", "", "maximizeAllNow", "maximize_all_now"},
+             {"Pause", "", "paused=true", "app_paused", [](auto& c) { c.pause(); }},
+             {"Resume", "paused", "paused=false", "app_resumed", [](auto& c) { c.resume(); }},
+             {"Maximize All Windows Now", "", "maximizeAllNow", "maximize_all_now",
+              [](auto& c) { c.maximizeAll(); }},
              {"Smaller Windows Top Centered", "", "topCenterMode=true", "topcenter_on"},
              {"Smaller Windows Top Centered", "topCenter", "topCenterMode=false", "topcenter_off"},
              {"Focus-Size on Large Displays", "", "focusSizeBigDisplays=true reevaluateAll",
               "focus_mode_on"},
              {"Focus-Size on Large Displays", "focusSize",
               "focusSizeBigDisplays=false reevaluateAll", "focus_mode_off"},
-             {"Don’t Manage “Editor”", "", "excludedBundleIDs" + edList, "app_excluded"},
-             {"Manage “Editor”", "excluded", "excludedBundleIDs=[]", "app_included"},
-             {"Top-Center “Editor”", "", "topCenterApps" + edList, "topcenter_app_on"},
-             {"Top-Center “Editor”", "topCenterApp", "topCenterApps=[]", "topcenter_app_off"},
+             {"Don’t Manage “Editor”", "", "excludedBundleIDs" + edList, "app_excluded",
+              [](auto& c) { c.setManaged(ed, false); }},
+             {"Manage “Editor”", "excluded", "excludedBundleIDs=[]", "app_included",
+              [](auto& c) { c.setManaged(ed, true); }},
+             {"Top-Center “Editor”", "", "topCenterApps" + edList, "topcenter_app_on",
+              [](auto& c) { c.setTopCenter(ed, true); }},
+             {"Top-Center “Editor”", "topCenterApp", "topCenterApps=[]", "topcenter_app_off",
+              [](auto& c) { c.setTopCenter(ed, false); }},
              {"Always Maximize “Editor”", "", "maximizeApps" + edList + " reevaluateAll",
-              "app_always_maximize"},
+              "app_always_maximize", [](auto& c) { c.setAlwaysMaximize(ed, true); }},
              {"Always Maximize “Editor”", "maximizeApp", "maximizeApps=[] reevaluateAll",
-              "app_focus_allowed"},
+              "app_focus_allowed", [](auto& c) { c.setAlwaysMaximize(ed, false); }},
              {"Don’t Manage “N\uFFFDme”", "front=bad", "excludedBundleIDs=[\"Bad\uFFFDClass\"]",
               "app_excluded"},
              {"Launch at Login", "", "", ""},
              {"Hide Icon Until Hover", "", "autoHideIcon=true", ""},
-             {"Hide Icon Until Hover", "autoHide", "autoHideIcon=false", ""}}) {
-        SCOPED_TRACE(tc.title + " " + tc.states);
-        Env e(tc.states);
-        auto& c = e.start();
-        c.perform(get(c.menuNeedsUpdate(), tc.title));
-        EXPECT_EQ(e.calls(), tc.calls);
-        EXPECT_EQ(e.eventNames(), tc.events);
-        for (const auto& ev : e.events.events()) EXPECT_TRUE(ev.props.empty());
-        EXPECT_EQ(e.login.toggles, tc.title == "Launch at Login");
+             // Verbs only: one that finds its state already set does nothing.
+             {"", "paused", "", "", [](auto& c) { c.pause(); }},
+             {"", "", "", "", [](auto& c) { c.resume(); }},
+             {"", "", "", "", [](auto& c) { c.setManaged(ed, true); }},
+             {"", "", "", "", [](auto& c) { c.setTopCenter(ed, false); }},
+             {"", "", "reevaluateAll", "", [](auto& c) { c.reevaluateAll(); }}}) {
+        SCOPED_TRACE(testing::Message() << "row " << row++ << " " << tc.title);
+        auto expectCalls = [&](const Env& e) {
+            EXPECT_EQ(e.calls(), tc.calls);
+            EXPECT_EQ(e.eventNames(), tc.events);
+            for (const auto& ev : e.events.events()) EXPECT_TRUE(ev.props.empty());
+            EXPECT_EQ(e.login.toggles, tc.title == "Launch at Login");
+        };
+        if (!tc.title.empty()) {
+            Env e(tc.states);
+            auto& c = e.start();
+            c.perform(get(c.menuNeedsUpdate(), tc.title));
+            expectCalls(e);
+        }
+        if (tc.verb) {
+            Env e(tc.states);
+            tc.verb(e.control);
+            expectCalls(e);
+        }
     }
 }
 
@@ -239,22 +168,12 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
     env.workspace.setRunning({{1, "org.dup", "First"}, {2, "org.dup", "Second"}});
     EXPECT_EQ(c.appName("org.dup"), "First");
     EXPECT_EQ(c.appName("org.none"), std::nullopt);
-
-    // Rows for an app do nothing without its bundle id.
-    env.defaults.clearWrites();
-    for (auto action : {MenuAction::toggleExcludeFrontmost, MenuAction::removeExclusion,
-                        MenuAction::toggleTopCenterFrontmost, MenuAction::toggleMaximizeFrontmost})
-        c.perform(MenuItem::command("x", action));
-    EXPECT_EQ(env.calls(), "");
-    EXPECT_EQ(env.events.events().size(), 1u);
 }
 
 TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndAllCanBeForgotten) {
-    PlacementStore store(::testing::TempDir() + "mavo-menu-placements");
-    std::string arrangement = "A1";
-    RememberedPlacements placements(store, [&] { return arrangement; });
     Env env;
-    env.placements = &placements;
+    env.placements = &env.remembered;
+    PlacementStore& store = env.store;
     auto& c = env.start();
     EXPECT_EQ(find(c.menuNeedsUpdate(), "Remembered Placements"), nullptr);
 
@@ -264,7 +183,7 @@ TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndAllCanBeForgo
     const MenuItem& parent = get(c.menuNeedsUpdate(), "Remembered Placements");
     EXPECT_EQ(rows(parent.submenu), "Editor — notes|org.gone.App|---|Forget All");
 
-    arrangement = "C3";  // other displays: nothing of theirs to list, but all can be forgotten
+    env.arrangement = "C3";  // other displays: nothing of theirs to list, but all can be forgotten
     const MenuItem& other = get(c.menuNeedsUpdate(), "Remembered Placements");
     EXPECT_EQ(rows(other.submenu), "None on These Displays (off)|---|Forget All");
     c.perform(other.submenu.back());

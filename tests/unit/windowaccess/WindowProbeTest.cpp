@@ -13,10 +13,10 @@ std::optional<Rect> bounds(test::FakeWindowList& list, const Rect& ax) {
     return WindowProbe::groundTruthBounds(list, kPid, ax);
 }
 
-std::string verdict(const Rect& cg, const Rect& ax, double tol = 4) {
+std::string verdict(const Rect& cg, const Rect& ax) {
     test::FakeWindowList list;
     list.setEntries({{kPid, 0, cg}});
-    return WindowProbe::spaceVerdict(list, ax, kPid, tol);
+    return WindowProbe::spaceVerdict(list, ax, kPid, 4);
 }
 
 TEST(WindowProbe, PicksTheOwnersNormalWindowClosestInSizeTheFirstOnATie) {
@@ -53,14 +53,6 @@ TEST(WindowProbe, VerdictTellsARefusalFromAFlipAndFromAnOffset) {
     EXPECT_EQ(verdict({0, 25, 800, 600}, {0, 1080, 800, 610}),
               "SPACE-MISMATCH[POSITION-OFFSET] ax=(0,1080 800x610) cg=(0,25 800x600) "
               "Δ=(0,1055 0x10)");
-    // Deltas round halves away from zero: dx -0.5, dy 2.5, dh -1.5.
-    EXPECT_EQ(verdict({10.5, 20, 800, 600}, {10, 22.5, 810, 598.5}, 0.25),
-              "SPACE-MISMATCH[POSITION-OFFSET] ax=(10,22 810x598) cg=(10,20 800x600) "
-              "Δ=(-1,3 10x-2)");
-}
-
-TEST(WindowProbeDeathTest, ADeltaBeyondSixtyFourBitsStopsTheProcess) {
-    EXPECT_DEATH(verdict({0, 0, 800, 600}, {1e19, 0, 800, 600}), "");
 }
 
 }  // namespace
