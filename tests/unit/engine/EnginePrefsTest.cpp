@@ -37,16 +37,6 @@ TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
               (Lines{"Calculator", "Chat", "Home", "Notes"}));
 }
 
-TEST(EnginePrefs, TheEnginesOwnValuesAreLoaded) {
-    EngineHarness h;
-    h.defaults.set("maximizeExistingOnStartup", false);
-    h.defaults.set("cellSnapApps", nlohmann::json::array({"org.example.term"}));
-    h.launch();
-    EXPECT_FALSE(h.engine->maximizeExistingOnStartup());
-    EXPECT_EQ(h.engine->cellSnapAppsSnapshot(),
-              (std::set<std::string>{"Console", "Terminal", "org.example.term"}));
-}
-
 // The settings as one line: the switches that are on, then x: excluded, t: top-centred and
 // m: always-maximized applications.
 std::string describe(const EngineSettings& settings) {

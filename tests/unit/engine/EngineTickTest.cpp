@@ -113,32 +113,6 @@ TEST(EngineTick, UserExclusionsAndTheBuiltInListWithTopCenterMode) {
     EXPECT_EQ(h.frame(editor), kTopCentred);
 }
 
-TEST(EngineTick, VanishedAndNoLongerEligibleWindowsAreForgotten) {
-    EngineHarness h;
-    h.launch();
-    int32_t pid = h.addApp(kEditor);
-    auto closed = h.addWindow(pid, "closed", kSmall);
-    auto minimized = h.addWindow(pid, "minimized", kSmall);
-    auto kept = h.addWindow(pid, "kept", kSmall);
-    auto excluded = h.open("com.example.other", kSmall);
-    h.tick();
-    EXPECT_EQ(h.engine->trackedWindowCount(), 4u);
-
-    h.server.removeWindow(closed);
-    h.server.change(minimized, [](WindowFacts& f) { f.minimized = true; });
-    h.engine->settings().toggleExclusion("com.example.other");
-    h.step();
-    EXPECT_EQ(h.engine->trackedWindowCount(), 1u);
-    EXPECT_TRUE(h.state(kept));
-    EXPECT_FALSE(h.state(excluded));
-
-    // A paused tick prunes nothing.
-    h.engine->settings().setPaused(true);
-    h.server.removeWindow(kept);
-    h.step();
-    EXPECT_EQ(h.engine->trackedWindowCount(), 1u);
-}
-
 TEST(EngineTick, WindowOnNoDisplayIsTheUsers) {
     EngineHarness h(std::vector<ScreenInfo>{});
     h.launch();
