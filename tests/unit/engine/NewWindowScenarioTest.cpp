@@ -86,20 +86,6 @@ TEST(NewWindowScenario, AWindowStillResizingItselfTeachesNothing) {
               (Lines{"Console", "Terminal", "com.example.term"}));
 }
 
-TEST(NewWindowScenario, ExistingWindowsAtStartupAreLeftWhenAskedTo) {
-    const Rect half{300, 150, 1280, 791.25};
-    EngineHarness h;
-    h.defaults.set("maximizeExistingOnStartup", false);
-    h.launch();
-    int32_t pid = h.addApp(kEditor);
-    auto existing = h.addWindow(pid, "existing", half);
-    h.tick();
-    auto later = h.addWindow(pid, "later", half);
-    h.step();
-    EXPECT_EQ(h.state(existing)->disposition, Disposition::userArranged);
-    EXPECT_EQ(h.frame(later), kPrimaryVisibleAX);
-}
-
 // The engine restores a custom frame, then a hand move lands 3 points from it: a gesture only
 // when seen settled two seconds after the engine's own write, not one.
 TEST(NewWindowScenario, ChangeNearOwnWriteIsAGestureOnlyTwoSecondsLater) {
