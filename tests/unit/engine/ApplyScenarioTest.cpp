@@ -35,12 +35,10 @@ TEST(ApplyScenario, OvershootIsCorrectedWithSmallerRequestsForAtMostFourRounds) 
 TEST(ApplyScenario, TerminalIsLearntAcceptedAsFillingAndRememberedAcrossLaunches) {
     const std::string term = "org.example.term";
     const Rect cellFit{0, 25, 1919, 1050};  // 9×18 cells and a 2×24 border in 1920×1055
-    const auto cells = ResizeBehaviour::cells(9, 18, 2, 24);
     EngineHarness h;
     h.launch();
-    int32_t pid = h.addApp(term);
-    auto w = h.addWindow(pid, "bash", {300, 200, 700, 500});
-    h.server.setResizeBehaviour(w, cells);
+    auto w = h.open(term, {300, 200, 700, 500}, "bash");
+    h.server.setResizeBehaviour(w, ResizeBehaviour::cells(9, 18, 2, 24));
     h.tick();
     EXPECT_EQ(h.frame(w), cellFit);
     EXPECT_EQ(h.log("learned"), Lines{"learned cell-snap app: org.example.term"});
@@ -49,12 +47,6 @@ TEST(ApplyScenario, TerminalIsLearntAcceptedAsFillingAndRememberedAcrossLaunches
     // Once its own write has aged, the near miss is accepted as a fit and remembered.
     EXPECT_EQ(h.writesOver(5), 0u);
     EXPECT_EQ(h.engine->bestFitFor(term, kPrimaryVisibleAX), cellFit);
-
-    // A second window is asked for the size the application accepted last time.
-    auto second = h.addWindow(pid, "top", {300, 200, 700, 500});
-    h.server.setResizeBehaviour(second, cells);
-    h.step();
-    EXPECT_EQ(h.server.writes(second), "(0,25) 1919×1050 (0,25) ");
 
     // The learning survives a relaunch: windows already at a cell fit are left as they are.
     h.relaunch();

@@ -20,12 +20,14 @@ TEST(BulkActionsScenario, MaximizeAllNowForgetsOnlyThisArrangementsPlacements) {
     h.handMoveAndSettle(doc, {144, 25, 1632, 1055});
     h.store->put("EXT+PRIMARY|com.example.editor|", *h.store->get("PRIMARY|com.example.editor|"));
 
+    h.server.setFrame(shell, {300, 200, 700, 500});
+    h.server.clearWrites();
     h.engine->maximizeAllNow();
     h.engine->drain();
     EXPECT_EQ(h.frame(doc), kPrimaryVisibleAX);
     EXPECT_EQ(h.state(doc)->reassertStamps.size(), 1u);  // a fresh state
-    // What applications accept is not forgotten.
-    EXPECT_TRUE(h.engine->bestFitFor("org.example.term", kPrimaryVisibleAX));
+    // What applications accept is not forgotten: the terminal is asked for its fit at once.
+    EXPECT_EQ(h.server.writes(shell), "(0,25) 1919×1050 (0,25) ");
     EXPECT_EQ(h.store->count(), 1u);
     EXPECT_TRUE(h.store->get("EXT+PRIMARY|com.example.editor|"));
 }
