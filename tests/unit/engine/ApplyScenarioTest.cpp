@@ -26,7 +26,6 @@ TEST(ApplyScenario, OvershootIsCorrectedWithSmallerRequestsForAtMostFourRounds) 
     EXPECT_EQ(h.server.writes(stuck),
               "(0,25) 1440×875 (0,25) 1379×875 (0,25) 1318×875 (0,25) "
               "1257×875 (0,25) 1196×875 (0,25) ");
-    EXPECT_EQ(h.state(w)->disposition, Disposition::managed);
     // Needing a correction marks it as an application that sizes its own way.
     EXPECT_EQ(h.defaults.strings("cellSnapApps"),
               (Lines{"Console", "Terminal", "com.example.stuck", "com.example.wide"}));

