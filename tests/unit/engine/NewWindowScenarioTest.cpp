@@ -15,10 +15,8 @@ const Rect kSmall{200, 150, 800, 600};
 TEST(NewWindowScenario, NewWindowIsMaximizedAtOnceAndThenLeftInPlace) {
     EngineHarness h;
     h.launch();
-    int32_t pid = h.addApp(kEditor);
-    h.tick();  // the engine's first tick, before the window exists
-    auto w = h.addWindow(pid, "Doc", kSmall);
-    h.step();
+    auto w = h.open(kEditor, kSmall);
+    h.tick();
 
     // Position, size, position again: the second move undoes shifts made while resizing.
     EXPECT_EQ(h.server.writes(w), "(0,25) 1920×1055 (0,25) ");
