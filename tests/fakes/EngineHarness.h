@@ -32,12 +32,6 @@ namespace mavo {
 inline void PrintTo(const Rect& r, std::ostream* os) {
     *os << "(" << r.x << "," << r.y << " " << r.width << "x" << r.height << ")";
 }
-inline void PrintTo(const Size& s, std::ostream* os) {
-    *os << s.width << "x" << s.height;
-}
-inline void PrintTo(Disposition d, std::ostream* os) {
-    *os << rawValue(d);
-}
 
 }  // namespace mavo
 
@@ -50,9 +44,7 @@ inline constexpr Rect kPrimaryVisibleAX{0, 25, 1920, 1055};
 
 class EngineHarness {
   public:
-    explicit EngineHarness(std::vector<ScreenInfo> screenList = {primary1080()},
-                           std::string selfBundleID = "com.quastorn.mavo")
-        : selfBundleID_(std::move(selfBundleID)) {
+    explicit EngineHarness(std::vector<ScreenInfo> screenList = {primary1080()}) {
         std::string pattern =
             (std::filesystem::temp_directory_path() / "mavo-engine-XXXXXX").string();
         if (char* made = mkdtemp(pattern.data())) dir = made;
@@ -88,8 +80,9 @@ class EngineHarness {
         {"Calculator", "Chat", "Home", "Notes"}, {"Browser"}, {"Console", "Terminal"}};
 
     MaximizeEngine& launch() {
-        EngineEnvironment env{ax,       workspace, screens,    *store,        drag,    events,
-                              defaults, clock,     windowList, selfBundleID_, builtIns};
+        EngineEnvironment env{ax,      workspace, screens, *store,     drag,
+                              events,  defaults,  clock,   windowList, "com.quastorn.mavo",
+                              builtIns};
         env.log = [this](const std::string& line) {
             std::lock_guard<std::mutex> lock(logMutex_);
             log_.push_back(line);
@@ -166,21 +159,17 @@ class EngineHarness {
     std::optional<Rect> frame(const WindowHandle& w) const { return server.frameOf(w); }
     std::optional<ManagedState> state(const WindowHandle& w) { return engine->windowState(w); }
 
-    // The diagnostic log's lines from line `from` on.
-    Lines logLines(size_t from = 0) const {
+    // The diagnostic log's lines that start with `prefix`, from line `from` on.
+    Lines log(const std::string& prefix = "", size_t from = 0) const {
         std::lock_guard<std::mutex> lock(logMutex_);
-        return Lines(log_.begin() + std::ptrdiff_t(std::min(from, log_.size())), log_.end());
-    }
-    size_t logMark() const { return logLines().size(); }
-    Lines linesStartingWith(const std::string& prefix, size_t from = 0) const {
         Lines out;
-        for (const auto& line : logLines(from))
-            if (line.rfind(prefix, 0) == 0) out.push_back(line);
+        for (size_t i = from; i < log_.size(); ++i)
+            if (log_[i].rfind(prefix, 0) == 0) out.push_back(log_[i]);
         return out;
     }
+    size_t logMark() const { return log().size(); }
 
   private:
-    std::string selfBundleID_;
     mutable std::mutex logMutex_;  // the engine logs from its queue
     std::vector<std::string> log_;
     int32_t nextPid_ = 100;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -24,14 +25,9 @@ class FakeEventTracker final : public EventTracker {
         std::lock_guard<std::mutex> l(mu_);
         return events_;
     }
-    // The properties of every event with this name, in order.
-    std::vector<nlohmann::json> named(const std::string& name) const {
-        std::vector<nlohmann::json> out;
-        for (const auto& e : events())
-            if (e.name == name) out.push_back(e.props);
-        return out;
+    int count(const std::string& name) const {
+        return static_cast<int>(std::ranges::count(events(), name, &Event::name));
     }
-    int count(const std::string& name) const { return static_cast<int>(named(name).size()); }
 
   private:
     mutable std::mutex mu_;

@@ -40,9 +40,6 @@ class FakeUserDefaults final : public UserDefaults {
         std::lock_guard<std::mutex> l(mu_);
         return writes_;
     }
-    int writeCount(const std::string& key) const {
-        return static_cast<int>(std::ranges::count(writtenKeys(), key));
-    }
     void clearWrites() {
         std::lock_guard<std::mutex> l(mu_);
         writes_.clear();

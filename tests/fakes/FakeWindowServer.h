@@ -11,6 +11,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -103,9 +104,17 @@ class FakeWindowServer final : public WindowServer {
         return it == windows_.end() ? std::nullopt : it->second.facts.frame;
     }
 
-    // What the engine wrote, in order.
-    std::vector<Point> positionWrites(const WindowHandle& h) const { return writes<Point>(h); }
-    std::vector<Size> sizeWrites(const WindowHandle& h) const { return writes<Size>(h); }
+    // What the engine wrote to one window, in order: "(x,y) " for a position, "w×h " for a size.
+    std::string writes(const WindowHandle& h) const {
+        Lock l(mu_);
+        std::ostringstream out;
+        for (const auto& [id, value] : writes_) {
+            if (id != h.id) continue;
+            if (auto* p = std::get_if<Point>(&value)) out << "(" << p->x << "," << p->y << ") ";
+            if (auto* s = std::get_if<Size>(&value)) out << s->width << "×" << s->height << " ";
+        }
+        return out.str();
+    }
     // Of every window, or of one.
     size_t writeCount(std::optional<WindowHandle> h = std::nullopt) const {
         Lock l(mu_);
@@ -169,14 +178,6 @@ class FakeWindowServer final : public WindowServer {
         int readsSinceWrite = 0;
     };
 
-    template <typename T>
-    std::vector<T> writes(const WindowHandle& h) const {
-        Lock l(mu_);
-        std::vector<T> out;
-        for (const auto& [id, value] : writes_)
-            if (auto* v = std::get_if<T>(&value); v && id == h.id) out.push_back(*v);
-        return out;
-    }
     Window* find(const WindowHandle& h) {
         auto it = windows_.find(h.id);
         return it == windows_.end() ? nullptr : &it->second;

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <limits>
 
 #include "engine/RectStr.h"
@@ -131,6 +130,7 @@ TEST(Decide, FirstSight) {
          {"restore (100.0,100.0 1000.0×700.0)", "log restore(persisted) frame=(100.0,100.0 1000.0×700.0)"}},
         {"a cell short, of an application that sizes in cells", {}, at(cellShort), {.cellSnap = true}, managed, {"best-fit (0.0,25.0 1910.0×1040.0)"}},
         {"a cell short, of any other application", {}, at(cellShort), kPlain, managed, {kApplyMax}},
+        {"60 points short, of an application that sizes in cells", {}, at({2, 27, 1860, 1040}), {.cellSnap = true}, managed, {kApplyMax}},
         {"open at launch, nearly full, existing ones left alone", {}, at({48, 25, 1824, 1055}), existingOff, managed, {}},
         {"open at launch, half full, existing ones left alone", {}, at({300, 150, 1280, 791.25}), existingOff, userArranged, {}},
         {"open at launch, forced", {}, at(kSmall), {.firstTick = true, .force = true, .maximizeExistingOnStartup = false}, managed, {kApplyMax}},
@@ -154,7 +154,7 @@ TEST(Decide, ChangesToAManagedWindow) {
         return with(custom, [=](auto& s) { s.expectedFrame = kSmall, s.expectedFrameStamp = kNow - ago; });
     };
     const Rect nudged{203, 150, 800, 600}, ninetyFive{96, 25, 1824, 1055}, ninetyTwo{76.8, 25, 1766.4, 1055};
-    const Rect settledShort{0, 25, 1900, 1040};
+    const Rect settledShort{0, 25, 1900, 1040}, ninety{100, 25, 1728, 1055}, underNinety{0, 25, 1727.9, 1055};
     run({
         {"seen changing: judged on the next pass", maxed, at(kSmall), kPlain, managed, {}},
         {"still held", changedTo(maxed, kSmall, 0), {.frame = kSmall, .mouseDown = true}, kPlain, managed, {}},
@@ -167,6 +167,10 @@ TEST(Decide, ChangesToAManagedWindow) {
          {"remember PRIMARY", "log remember(custom) frame=(203.0,150.0 800.0×600.0)"}},
         {"dragged over most of the display", changedTo(custom, ninetyFive, kHand), at(ninetyFive), kPlain, managed,
          {"forget", "log reclaim→max frame=(96.0,25.0 1824.0×1055.0)", kApplyMax}},
+        {"dragged over exactly 90 %", changedTo(custom, ninety, kHand), at(ninety), kPlain, managed,
+         {"forget", "log reclaim→max frame=(100.0,25.0 1728.0×1055.0)", kApplyMax}},
+        {"dragged over just under 90 %", changedTo(maxed, underNinety, kHand), at(underNinety), kPlain, managed,
+         {"remember PRIMARY", "log remember(custom) frame=(0.0,25.0 1727.9×1055.0)", "track placement_remembered"}},
         {"dragged over most of the display, top-centred", changedTo(with(custom, [](auto& s) { s.userPositioned = true; }), ninetyTwo, kHand),
          at(ninetyTwo), kUtilityApp, managed, {"forget", "log untop frame=(76.8,25.0 1766.4×1055.0)"}},
         {"moved by the application", changedTo(maxed, kSmall, kNoHand), at(kSmall), kPlain, managed, {kApplyMax}},
@@ -191,14 +195,15 @@ TEST(Decide, WindowsTheUserArrangedOrTheEngineGaveUpOn) {
     const ManagedState arranged = settledAt(kLeftHalf, userArranged);
     const ManagedState givenUp = with(settledAt({0, 25, 1000, 700}, cannotFill), [](auto& s) { s.recordedSize = Size{1000, 700}; });
     const Rect sixty{100, 25, 1152, 1055}, fiftyNine{100, 25, 1132.8, 1055}, twoThirds{640, 25, 1280, 1055};
-    const Rect wider{0, 25, 1100, 700}, moved{500, 25, 1000, 700};
+    const Rect wider{0, 25, 1041, 700}, taller{0, 25, 1000, 740}, moved{500, 25, 1000, 700};
     run({
         {"dragged back over 60 %", changedTo(arranged, sixty, kHand), at(sixty), kPlain, managed,
          {"log re-engage frame=(100.0,25.0 1152.0×1055.0) ov=60.0%", kApplyMax}},
         {"dragged back over 59 %", changedTo(arranged, fiftyNine, kHand), at(fiftyNine), kPlain, userArranged, {}},
         {"moved into another zone", changedTo(arranged, twoThirds, kHand), at(twoThirds), kPlain, userArranged, {}},
         {"held over most of the display", changedTo(arranged, sixty, 0), {.frame = sixty, .mouseDown = true}, kPlain, userArranged, {}},
-        {"given up, resized by hand", changedTo(givenUp, wider, kHand), at(wider), kPlain, managed, {}},
+        {"given up, resized 41 points by hand", changedTo(givenUp, wider, kHand), at(wider), kPlain, managed, {}},
+        {"given up, resized 40 points by hand", changedTo(givenUp, taller, kHand), at(taller), kPlain, cannotFill, {}},
         {"given up, resized by the application", changedTo(givenUp, wider, kNoHand), at(wider), kPlain, cannotFill, {}},
         {"given up, moved by hand", changedTo(givenUp, moved, kHand), at(moved), kPlain, cannotFill, {}},
     });
@@ -209,6 +214,7 @@ TEST(Decide, TopCentredWindows) {
     const ManagedState maximized = with(settledAt(kVisible), [](auto& s) { s.userMaximized = true; });
     const Rect sixWider{364.8, 27, 1196.4, 844}, sevenWider{364.8, 27, 1197.4, 844};
     const Rect draggedOut{200, 100, 1000, 700}, nearlyFull{20, 45, 1900, 1030}, leftHalf{0, 25, 1280, 1415};
+    const ManagedState readopted = with(utility, [](auto& s) { s.needsStoreReadopt = true; });
     const Lines userMaximized{kApplyMax, "track window_user_maximized", "log user-maximized frame=(0.0,25.0 1920.0×1055.0)"};
     run({
         {"widened 6 points by hand: a move", changedTo(utility, sixWider, kHand), at(sixWider), kUtilityApp, managed,
@@ -228,9 +234,31 @@ TEST(Decide, TopCentredWindows) {
         {"user-maximized, dragged less than 40 points out", changedTo(maximized, nearlyFull, kHand), at(nearlyFull), kUtilityApp, managed,
          {"forget", kRecentre, "log revert(user-maximize) frame=(20.0,45.0 1900.0×1030.0) keptSmaller=false"}},
         {"user-maximized, moved by the application", changedTo(maximized, draggedOut, kNoHand), at(draggedOut), kUtilityApp, managed, {kApplyMax}},
+        {"re-adopted with a size for these displays", readopted, {.frame = kUtility, .rememberedTopCenterSize = Size{1000, 700}}, kUtilityApp, managed,
+         {"restore (460.0,27.0 1000.0×700.0)"}},
+        {"re-adopted with no size for these displays", with(readopted, [](auto& s) { s.topCenterSize = Size{1000, 700}; }), at(kUtility), kUtilityApp, managed, {}},
     });
 }
 // clang-format on
+
+// A change is the hand's by when it was first seen, not by when a later pass judges it; once
+// judged, it is never taken for a gesture again.
+TEST(Decide, TheHandIsTimedFromWhenTheChangeWasFirstSeenAndCountsOnce) {
+    auto pass = [](const ManagedState& s, const Rect& frame, double sinceDrag,
+                   const PolicySettings& p) {
+        return decide(s, {.frame = frame, .secondsSinceDrag = sinceDrag}, p, displays(false), kNow);
+    };
+    Decision seen = pass(settledAt(kVisible), kSmall, 0.7, kPlain);
+    EXPECT_EQ(pass(seen.state, kSmall, 1.45, kPlain).state.rememberedTarget, kSmall);
+
+    // Let go of over most of the display, a top-centred window is centred again by the next pass
+    // at its default size, not kept at the size it was dragged to.
+    const Rect ninetyTwo{76.8, 25, 1766.4, 1055};
+    const ManagedState positioned = with(
+        settledAt(kSmall), [](auto& s) { s.rememberedTarget = kSmall, s.userPositioned = true; });
+    Decision untop = pass(changedTo(positioned, ninetyTwo, kHand), ninetyTwo, 1.6, kUtilityApp);
+    EXPECT_EQ(render(pass(untop.state, ninetyTwo, 2.35, kUtilityApp).effects), Lines{kRecentre});
+}
 
 }  // namespace
 }  // namespace mavo::test

