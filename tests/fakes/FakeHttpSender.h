@@ -20,12 +20,6 @@ class FakeHttpSender final : public HttpSender {
         std::vector<HttpHeader> headers;
         std::string body;
         double timeout = 0;
-
-        std::string header(const std::string& name) const {
-            for (const auto& h : headers)
-                if (h.name == name) return h.value;
-            return {};
-        }
     };
 
     void post(const std::string& url, const std::vector<HttpHeader>& headers, std::string body,

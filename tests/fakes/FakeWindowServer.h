@@ -10,7 +10,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <sstream>
 #include <string>
 #include <variant>
@@ -89,10 +88,6 @@ class FakeWindowServer final : public WindowServer {
             w->resize = std::move(behaviour);
         }
     }
-    void setWindowsReadFails(int32_t pid, bool fails) {
-        Lock l(mu_);
-        fails ? (void)failingLists_.insert(pid) : (void)failingLists_.erase(pid);
-    }
     // The user's hand: not a write, and it cancels a pending fight-back.
     void setFrame(const WindowHandle& h, const Rect& frame) {
         Lock l(mu_);
@@ -139,7 +134,6 @@ class FakeWindowServer final : public WindowServer {
     }
     std::optional<std::vector<WindowHandle>> applicationWindows(int32_t pid) override {
         Lock l(mu_);
-        if (failingLists_.count(pid)) return std::nullopt;
         std::vector<WindowHandle> out;
         for (const auto& [id, w] : windows_)
             if (w.facts.pid == pid) out.push_back({id, nullptr});
@@ -191,7 +185,6 @@ class FakeWindowServer final : public WindowServer {
 
     mutable std::recursive_mutex mu_;
     std::map<uint64_t, Window> windows_;  // ids grow, so this is the order they were added
-    std::set<int32_t> failingLists_;
     std::vector<std::pair<uint64_t, std::variant<Point, Size>>> writes_;
     std::optional<float> timeout_;
     uint64_t nextId_ = 1001;
