@@ -1,10 +1,8 @@
 // A small X client for the platform and end-to-end tests (options in parse()): one window whose
 // behaviour towards the window manager is chosen by --kind. Prints "window 0x<id>" once mapped.
-// fixed: minimum = maximum size; overshoot: answers a size set by someone else with one 7 pixels
-// larger each way; fighting: restores its own geometry FIGHT-DELAY ms after someone else resized
-// it; settling: grows itself by 120×80 once, FIGHT-DELAY ms after it was mapped, as an application
-// restoring its own size does; dock: a panel with a top strut as tall as it. --extra-windows adds
-// plain windows.
+// fixed: minimum = maximum size; settling: grows itself by 120×80 once, FIGHT-DELAY ms after it
+// was mapped, as an application restoring its own size does; dock: a panel with a top strut as
+// tall as it. --extra-windows adds plain windows.
 
 #include <poll.h>
 #include <unistd.h>
@@ -147,46 +145,25 @@ int main(int argc, char** argv) {
     xcb_map_window(c, w);
     xcb_flush(c);
 
-    auto configure = [&](uint16_t mask, std::vector<uint32_t> values) {
-        xcb_configure_window(c, w, mask, values.data());
-        xcb_flush(c);
-    };
-    const uint16_t size = XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
-    int lastWidth = o.width, lastHeight = o.height;  // the size this client last asked for
     // A plain deadline and flag: gcc's -O2 flow analysis misreads an optional<time_point> here.
-    bool restoring = false, announced = false;
-    Clock::time_point restoreAt{};
+    bool settling = false, announced = false;
+    Clock::time_point settleAt{};
     for (;;) {
-        if (restoring && Clock::now() >= restoreAt) {
-            restoring = false;
-            if (o.kind == "settling")
-                configure(size, {uint32_t(o.width + 120), uint32_t(o.height + 80)});
-            else
-                configure(size | XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
-                          {uint32_t(o.x), uint32_t(o.y), uint32_t(o.width), uint32_t(o.height)});
+        if (settling && Clock::now() >= settleAt) {
+            settling = false;
+            uint32_t size[] = {uint32_t(o.width + 120), uint32_t(o.height + 80)};
+            xcb_configure_window(c, w, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, size);
+            xcb_flush(c);
         }
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
             uint8_t kind = event->response_type & 0x7f;
-            auto* configured = reinterpret_cast<xcb_configure_notify_event_t*>(event);
             auto* message = reinterpret_cast<xcb_client_message_event_t*>(event);
             if (kind == XCB_MAP_NOTIFY && !announced) {
                 announced = true;
-                if (o.kind == "settling") {
-                    restoring = true;
-                    restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
-                }
+                settling = o.kind == "settling";
+                settleAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
                 std::printf("window 0x%x\n", w);
                 std::fflush(stdout);
-            } else if (kind == XCB_CONFIGURE_NOTIFY && configured->window == w) {
-                bool ours = configured->width == lastWidth && configured->height == lastHeight;
-                if (o.kind == "overshoot" && !ours) {
-                    lastWidth = configured->width + 7, lastHeight = configured->height + 7;
-                    configure(size, {uint32_t(lastWidth), uint32_t(lastHeight)});
-                } else if (o.kind == "fighting" && !restoring &&
-                           (configured->width != o.width || configured->height != o.height)) {
-                    restoring = true;
-                    restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
-                }
             } else if (kind == XCB_CLIENT_MESSAGE && message->type == protocols &&
                        message->data.data32[0] == deleteWindow) {
                 return 0;  // the connection closes with the process
@@ -196,9 +173,9 @@ int main(int argc, char** argv) {
         if (xcb_connection_has_error(c)) return 1;
         // Everything queued is handled, so only new data on the socket can bring more.
         int timeout = -1;
-        if (restoring)
+        if (settling)
             timeout = int(std::max<long long>(
-                0, std::chrono::duration_cast<std::chrono::milliseconds>(restoreAt - Clock::now())
+                0, std::chrono::duration_cast<std::chrono::milliseconds>(settleAt - Clock::now())
                        .count()));
         pollfd pfd{xcb_get_file_descriptor(c), POLLIN, 0};
         poll(&pfd, 1, timeout);

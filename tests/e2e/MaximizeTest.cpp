@@ -22,5 +22,19 @@ TEST_F(MaximizeTest, AWindowResizingItselfRightAfterMappingEndsMaximized) {
     EXPECT_FALSE(diagHas("learned cell-snap app"));
 }
 
+// As when many applications map many windows at once: the window manager acts on Mavo's writes
+// only after the messaging timeout. The frame it had not changed yet is not the application's
+// answer.
+TEST_F(MaximizeTest, ABusyWindowManagersStaleFrameIsNotTheApplicationsAnswer) {
+    ASSERT_TRUE(start({}, false));
+    Client plain = client("e2e-busy", "500x400+100+100");
+    kill(desktop->windowManager(), SIGSTOP);
+    ASSERT_TRUE(startMavo());
+    sync(2);
+    kill(desktop->windowManager(), SIGCONT);
+    EXPECT_TRUE(becomes(plain, kScreen));
+    EXPECT_FALSE(diagHas("learned cell-snap app"));
+}
+
 }  // namespace
 }  // namespace mavo::e2e

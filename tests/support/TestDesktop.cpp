@@ -316,12 +316,8 @@ std::optional<TestDesktop::Client> TestDesktop::startClient(std::vector<std::str
 }
 
 std::optional<TestDesktop::Client> TestDesktop::startXterm(const std::string& title,
-                                                           const std::string& geometry,
-                                                           std::vector<std::string> options) {
-    std::vector<std::string> argv{"xterm", "-T", title, "-geometry", geometry};
-    argv.insert(argv.end(), options.begin(), options.end());
-    argv.insert(argv.end(), {"-e", "sleep", "600"});
-    Client client{spawn(argv)};
+                                                           const std::string& geometry) {
+    Client client{spawn({"xterm", "-T", title, "-geometry", geometry, "-e", "sleep", "600"})};
     auto found = [&] {
         for (uint32_t w : clientList())
             if (text(w, "WM_NAME") == title) return isManaged(client.window = w);

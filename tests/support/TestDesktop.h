@@ -80,8 +80,7 @@ class TestDesktop {
 
     // The project's test client, or xterm; each returns once the window manager manages it.
     std::optional<Client> startClient(std::vector<std::string> options);
-    std::optional<Client> startXterm(const std::string& title, const std::string& geometry,
-                                     std::vector<std::string> options = {});
+    std::optional<Client> startXterm(const std::string& title, const std::string& geometry);
 
     xcb_atom_t atom(const std::string& name);
     std::vector<uint32_t> property(xcb_window_t window, const std::string& name);
