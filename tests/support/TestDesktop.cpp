@@ -276,17 +276,17 @@ bool TestDesktop::drag(int x, int y, int dx, int dy) {
 }
 
 std::optional<int> TestDesktop::waitExit(pid_t pid, double timeoutSeconds) {
+    int status = -1;
     auto reaped = [&] {
-        int status = 0;
+        int raw = 0;
         if (!std::ranges::count(children_, pid)) return true;
-        pid_t done = waitpid(pid, &status, WNOHANG);
+        pid_t done = waitpid(pid, &raw, WNOHANG);
         if (done == 0) return false;
-        ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        if (done == pid && WIFEXITED(raw)) status = WEXITSTATUS(raw);
         std::erase(children_, pid);
         return true;
     };
-    if (!waitUntil(reaped, timeoutSeconds)) return std::nullopt;
-    return ended_.count(pid) ? ended_[pid] : -1;
+    return waitUntil(reaped, timeoutSeconds) ? std::optional(status) : std::nullopt;
 }
 
 int TestDesktop::stop(pid_t pid, int signum) {
@@ -368,28 +368,16 @@ void TestDesktop::sendClientMessage(xcb_window_t window, const std::string& type
 }
 
 std::optional<Frame> TestDesktop::frame(xcb_window_t window) {
-    // The client grown by the extents the window manager publishes: its own frame window can be
-    // larger, by invisible resize borders.
-    auto extents = property(window, "_NET_FRAME_EXTENTS");
-    if (extents.size() == 4) {
-        auto g = owned(xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr));
-        auto at = owned(xcb_translate_coordinates_reply(
-            conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr));
-        if (!g || !at) return std::nullopt;
-        int left = int(extents[0]), right = int(extents[1]), top = int(extents[2]);
-        return Frame{at->dst_x - left, at->dst_y - top, g->width + left + right,
-                     g->height + top + int(extents[3])};
-    }
-    // Without extents, the top-level ancestor is the window manager's frame.
-    for (int depth = 0; depth < 16; ++depth) {
-        auto tree = owned(xcb_query_tree_reply(conn_, xcb_query_tree(conn_, window), nullptr));
-        if (!tree) return std::nullopt;
-        if (tree->parent == root_) break;
-        window = tree->parent;
-    }
+    // The client grown by the extents the window manager publishes (none for a window that draws
+    // its own): the window manager's frame window can be larger, by invisible resize borders.
+    auto e = property(window, "_NET_FRAME_EXTENTS");
+    e.resize(4);
     auto g = owned(xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr));
-    if (!g) return std::nullopt;
-    return Frame{g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width};
+    auto at = owned(xcb_translate_coordinates_reply(
+        conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr));
+    if (!g || !at) return std::nullopt;
+    return Frame{at->dst_x - int(e[0]), at->dst_y - int(e[2]), g->width + int(e[0] + e[1]),
+                 g->height + int(e[2] + e[3])};
 }
 
 bool TestDesktop::isManaged(xcb_window_t window) {

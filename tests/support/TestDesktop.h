@@ -71,7 +71,8 @@ class TestDesktop {
     bool xdotool(const std::string& commands);  // words separated by spaces
     // Left-button drag from (x, y) by (dx, dy) in small relative steps, as a hand would.
     bool drag(int x, int y, int dx, int dy);
-    // The exit status (-1 after a signal) once `pid` ended within the timeout, else nullopt.
+    // The exit status (-1 after a signal, or when it was reaped before) once `pid` ended within
+    // the timeout, else nullopt.
     std::optional<int> waitExit(pid_t pid, double timeoutSeconds);
     // Sends `signum`, waits (killing after 5 s): the exit status, -1 when the program had already
     // ended, died of a signal or had to be killed.
@@ -113,7 +114,6 @@ class TestDesktop {
     pid_t server_ = 0, windowManager_ = 0;
     std::vector<std::string> wmEnv_;
     std::vector<pid_t> children_;
-    std::map<pid_t, int> ended_;
 };
 
 }  // namespace mavo::test
