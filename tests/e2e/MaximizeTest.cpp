@@ -14,7 +14,7 @@ TEST_F(MaximizeTest, AWindowResizingItselfRightAfterMappingEndsMaximized) {
     std::vector<Client> windows;
     for (int delay : {0, 15, 40, 150}) {
         windows.push_back(client("e2e-settling-" + std::to_string(delay), "500x400+200+150",
-                                 {"--kind", "settling", "--fight-delay", std::to_string(delay)}));
+                                 {"--kind", "settling", "--settle-delay", std::to_string(delay)}));
     }
     for (const Client& c : windows) EXPECT_TRUE(becomes(c, kScreen)) << c.window;
     for (int i = 0; i < 3; ++i) sync();
