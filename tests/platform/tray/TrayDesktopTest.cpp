@@ -30,9 +30,6 @@ bool pump(const std::function<bool()>& condition, double seconds = 5) {
         },
         seconds);
 }
-void pumpFor(double seconds) {
-    pump([] { return false; }, seconds);
-}
 
 // Plays the panel: owns org.kde.StatusNotifierWatcher and records the items that register.
 class TestWatcher {
@@ -239,8 +236,7 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
 
     // No panel yet: said once; then registered with each panel that appears.
     ASSERT_TRUE(pump([&] { return diagLines("without an icon") > 0; }, 10));
-    pumpFor(0.3);
-    EXPECT_EQ(diagLines("without an icon"), 1);
+    EXPECT_FALSE(pump([&] { return diagLines("without an icon") > 1; }, 0.3));
     std::unique_ptr<TestWatcher> tray;
     for (int panel = 0; panel < 2; ++panel) {
         tray.reset();  // gives up the name before the next panel asks for it
