@@ -49,7 +49,7 @@ TestDesktop::TestDesktop(Options options) {
     // The GNOME-family window managers read GSettings and the Xfce ones xfconf, over a session
     // bus; settings stay in memory so that nothing outside home() is touched.
     using enum WindowManager;
-    wmEnv_ = {"GSETTINGS_BACKEND=memory", "NO_AT_BRIDGE=1"};
+    wmEnv_ = {"GSETTINGS_BACKEND=memory"};
     if (!startServer(options)) return;
     pid_t bus = 0;
     if (options.sessionBus || options.windowManager == xfwm4 || options.windowManager == marco ||
@@ -88,7 +88,8 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     for (const auto& entry :
          {"DISPLAY=" + display_, "HOME=" + dir_.string(), "XDG_CONFIG_HOME=" + in("config"),
           "XDG_DATA_HOME=" + in("data"), "XDG_CACHE_HOME=" + in("cache"),
-          "XDG_RUNTIME_DIR=" + in("run"), "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none")})
+          "XDG_RUNTIME_DIR=" + in("run"), "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none"),
+          std::string("NO_AT_BRIDGE=1")})
         add(entry);
     for (char** e = environ; *e; ++e) {
         std::string entry = *e;
@@ -315,15 +316,17 @@ std::optional<TestDesktop::Client> TestDesktop::startClient(std::vector<std::str
     return client;
 }
 
-std::optional<TestDesktop::Client> TestDesktop::startXterm(const std::string& title,
-                                                           const std::string& geometry) {
-    Client client{spawn({"xterm", "-T", title, "-geometry", geometry, "-e", "sleep", "600"})};
+std::optional<TestDesktop::Client> TestDesktop::startApplication(
+    const std::vector<std::string>& argv, const std::string& wmClass,
+    const std::vector<std::string>& env) {
+    Client client{spawn(argv, env)};
     auto found = [&] {
         for (uint32_t w : clientList())
-            if (text(w, "WM_NAME") == title) return isManaged(client.window = w);
+            if (text(w, "WM_CLASS").find(wmClass) != std::string::npos && isManaged(w))
+                return (client.window = w) != XCB_WINDOW_NONE;
         return false;
     };
-    return waitUntil(found, 15) ? std::optional(client) : std::nullopt;
+    return waitUntil(found, 20) ? std::optional(client) : std::nullopt;
 }
 
 xcb_atom_t TestDesktop::atom(const std::string& name) {

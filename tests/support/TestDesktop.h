@@ -79,9 +79,12 @@ class TestDesktop {
     int stop(pid_t pid, int signum = 15);
     void stopServer();  // as when the session ends under a running program
 
-    // The project's test client, or xterm; each returns once the window manager manages it.
+    // The project's test client, or a program of the system whose window has `wmClass`; each
+    // returns once the window manager manages it.
     std::optional<Client> startClient(std::vector<std::string> options);
-    std::optional<Client> startXterm(const std::string& title, const std::string& geometry);
+    std::optional<Client> startApplication(const std::vector<std::string>& argv,
+                                           const std::string& wmClass,
+                                           const std::vector<std::string>& env = {});
 
     xcb_atom_t atom(const std::string& name);
     std::vector<uint32_t> property(xcb_window_t window, const std::string& name);
