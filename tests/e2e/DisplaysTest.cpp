@@ -5,13 +5,7 @@
 namespace mavo::e2e {
 namespace {
 
-class DisplaysTest : public E2ETest {
-  protected:
-    // Ticks until the observe-only period after a display change is over and `condition` holds.
-    bool settled(const std::function<bool()>& condition) {
-        return TestDesktop::waitUntil([&] { return sync().answered && condition(); }, 8);
-    }
-};
+using DisplaysTest = E2ETest;
 
 TEST_F(DisplaysTest, WindowsFillTheirOwnMonitorAndAreReadoptedAfterOneIsUnplugged) {
     ASSERT_TRUE(start(
@@ -27,7 +21,8 @@ TEST_F(DisplaysTest, WindowsFillTheirOwnMonitorAndAreReadoptedAfterOneIsUnplugge
     ASSERT_EQ(desktop->run({"xrandr", "--fb", "1920x1080"}), 0);
     ASSERT_TRUE(TestDesktop::waitUntil([&] { return diagHas("display reconfigure"); }));
     // Once the observe-only period is over, the window the window manager moved to A fills A.
-    EXPECT_TRUE(settled([&] { return frameOf(right) == a; })) << frameOf(right);
+    EXPECT_TRUE(TestDesktop::waitUntil([&] { return sync().answered && frameOf(right) == a; }, 8))
+        << frameOf(right);
     EXPECT_EQ(frameOf(left), a);
 }
 
