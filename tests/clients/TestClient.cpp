@@ -1,10 +1,8 @@
 // A small X client for the platform and end-to-end tests (options in parse()): one window whose
 // behaviour towards the window manager is chosen by --kind. Prints "window 0x<id>" once mapped.
-// fixed: minimum = maximum size; overshoot: answers a size set by someone else with one 7 pixels
-// larger each way; fighting: restores its own geometry FIGHT-DELAY ms after someone else resized
-// it; settling: grows itself by 120×80 once, FIGHT-DELAY ms after it was mapped, as an application
-// restoring its own size does; dock: a panel with a top strut as tall as it. --extra-windows adds
-// plain windows.
+// fixed: minimum = maximum size; settling: grows itself by 120×80 once, SETTLE-DELAY ms after it
+// was mapped, as an application restoring its own size does; dock: a panel with a top strut as
+// tall as it. --extra-windows adds plain windows.
 
 #include <poll.h>
 #include <unistd.h>
@@ -27,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 struct Options {
     std::string kind = "plain", title = "Mavo test window", wmClass = "MavoTest", instance;
     std::string type = "normal", transientFor, geometry;
-    int x = 100, y = 100, width = 640, height = 480, fightDelayMs = 300, extraWindows = 0;
+    int x = 100, y = 100, width = 640, height = 480, settleDelayMs = 300, extraWindows = 0;
     bool noPid = false, noClass = false, skipTaskbar = false;
 };
 
@@ -40,7 +38,7 @@ Options parse(int argc, char** argv) {
                                                        {"--type", &o.type},
                                                        {"--geometry", &o.geometry},
                                                        {"--transient-for", &o.transientFor}};
-    const std::map<std::string, int*> numbers = {{"--fight-delay", &o.fightDelayMs},
+    const std::map<std::string, int*> numbers = {{"--settle-delay", &o.settleDelayMs},
                                                  {"--extra-windows", &o.extraWindows}};
     const std::map<std::string, bool*> flags = {
         {"--no-pid", &o.noPid}, {"--no-class", &o.noClass}, {"--skip-taskbar", &o.skipTaskbar}};
@@ -98,9 +96,6 @@ xcb_window_t createWindow(xcb_connection_t* c, xcb_screen_t* screen, const Optio
         setText(c, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, o.instance + '\0' + o.wmClass + '\0');
     if (o.skipTaskbar)
         set(c, w, atom(c, "_NET_WM_STATE"), XCB_ATOM_ATOM, {atom(c, "_NET_WM_STATE_SKIP_TASKBAR")});
-    char host[256] = {};
-    gethostname(host, sizeof host - 1);
-    setText(c, w, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, host);
     if (!o.noPid) set(c, w, atom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, {uint32_t(getpid())});
 
     xcb_size_hints_t hints{};
@@ -111,7 +106,6 @@ xcb_window_t createWindow(xcb_connection_t* c, xcb_screen_t* screen, const Optio
         xcb_icccm_size_hints_set_max_size(&hints, o.width, o.height);
     }
     xcb_icccm_set_wm_normal_hints(c, w, &hints);
-    set(c, w, atom(c, "WM_PROTOCOLS"), XCB_ATOM_ATOM, {atom(c, "WM_DELETE_WINDOW")});
 
     std::string type = kind == "dock" ? "DOCK" : o.type;
     std::ranges::transform(type, type.begin(), ::toupper);
@@ -140,65 +134,38 @@ int main(int argc, char** argv) {
     xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
     for (int i = 0; i < screenNumber; ++i) xcb_screen_next(&it);
 
-    xcb_atom_t protocols = atom(c, "WM_PROTOCOLS"), deleteWindow = atom(c, "WM_DELETE_WINDOW");
     xcb_window_t w = createWindow(c, it.data, o, o.kind, o.x, o.y);
     for (int i = 1; i <= o.extraWindows; ++i)
         xcb_map_window(c, createWindow(c, it.data, o, "plain", o.x + 40 * i, o.y + 40 * i));
     xcb_map_window(c, w);
     xcb_flush(c);
 
-    auto configure = [&](uint16_t mask, std::vector<uint32_t> values) {
-        xcb_configure_window(c, w, mask, values.data());
-        xcb_flush(c);
-    };
-    const uint16_t size = XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
-    int lastWidth = o.width, lastHeight = o.height;  // the size this client last asked for
     // A plain deadline and flag: gcc's -O2 flow analysis misreads an optional<time_point> here.
-    bool restoring = false, announced = false;
-    Clock::time_point restoreAt{};
+    bool settling = false, announced = false;
+    Clock::time_point settleAt{};
     for (;;) {
-        if (restoring && Clock::now() >= restoreAt) {
-            restoring = false;
-            if (o.kind == "settling")
-                configure(size, {uint32_t(o.width + 120), uint32_t(o.height + 80)});
-            else
-                configure(size | XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
-                          {uint32_t(o.x), uint32_t(o.y), uint32_t(o.width), uint32_t(o.height)});
+        if (settling && Clock::now() >= settleAt) {
+            settling = false;
+            uint32_t size[] = {uint32_t(o.width + 120), uint32_t(o.height + 80)};
+            xcb_configure_window(c, w, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, size);
+            xcb_flush(c);
         }
         while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
-            uint8_t kind = event->response_type & 0x7f;
-            auto* configured = reinterpret_cast<xcb_configure_notify_event_t*>(event);
-            auto* message = reinterpret_cast<xcb_client_message_event_t*>(event);
-            if (kind == XCB_MAP_NOTIFY && !announced) {
+            if ((event->response_type & 0x7f) == XCB_MAP_NOTIFY && !announced) {
                 announced = true;
-                if (o.kind == "settling") {
-                    restoring = true;
-                    restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
-                }
+                settling = o.kind == "settling";
+                settleAt = Clock::now() + std::chrono::milliseconds(o.settleDelayMs);
                 std::printf("window 0x%x\n", w);
                 std::fflush(stdout);
-            } else if (kind == XCB_CONFIGURE_NOTIFY && configured->window == w) {
-                bool ours = configured->width == lastWidth && configured->height == lastHeight;
-                if (o.kind == "overshoot" && !ours) {
-                    lastWidth = configured->width + 7, lastHeight = configured->height + 7;
-                    configure(size, {uint32_t(lastWidth), uint32_t(lastHeight)});
-                } else if (o.kind == "fighting" && !restoring &&
-                           (configured->width != o.width || configured->height != o.height)) {
-                    restoring = true;
-                    restoreAt = Clock::now() + std::chrono::milliseconds(o.fightDelayMs);
-                }
-            } else if (kind == XCB_CLIENT_MESSAGE && message->type == protocols &&
-                       message->data.data32[0] == deleteWindow) {
-                return 0;  // the connection closes with the process
             }
             free(event);
         }
         if (xcb_connection_has_error(c)) return 1;
         // Everything queued is handled, so only new data on the socket can bring more.
         int timeout = -1;
-        if (restoring)
+        if (settling)
             timeout = int(std::max<long long>(
-                0, std::chrono::duration_cast<std::chrono::milliseconds>(restoreAt - Clock::now())
+                0, std::chrono::duration_cast<std::chrono::milliseconds>(settleAt - Clock::now())
                        .count()));
         pollfd pfd{xcb_get_file_descriptor(c), POLLIN, 0};
         poll(&pfd, 1, timeout);

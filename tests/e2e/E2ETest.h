@@ -48,12 +48,6 @@ struct Output {
     std::string out, err;
 };
 
-// xterm sizes itself in character cells: it may miss the area by less than one cell.
-inline bool fillsByCells(const std::optional<Frame>& f, Frame area) {
-    return f && f->x == area.x && f->y == area.y && f->width <= area.width &&
-           f->width > area.width - 20 && f->height <= area.height && f->height > area.height - 30;
-}
-
 class E2ETest : public ::testing::Test {
   protected:
     struct Tick {
@@ -116,34 +110,6 @@ class E2ETest : public ::testing::Test {
 
     std::optional<Frame> frameOf(const Client& c) { return desktop->frame(c.window); }
 
-    // A GTK 3 header-bar application, on the desktop's bus if any: its window once managed.
-    std::optional<xcb_window_t> startGtkDemo() {
-        std::vector<std::string> env{"NO_AT_BRIDGE=1"};
-        if (!desktop->sessionBus().empty())
-            env.push_back("DBUS_SESSION_BUS_ADDRESS=" + desktop->sessionBus());
-        desktop->spawn({"gtk3-demo"}, env);
-        std::optional<xcb_window_t> found;
-        TestDesktop::waitUntil(
-            [&] {
-                for (uint32_t w : desktop->property(desktop->root(), "_NET_CLIENT_LIST"))
-                    if (desktop->text(w, "WM_CLASS").find("Gtk3-demo") != npos &&
-                        desktop->isManaged(w))
-                        return bool(found = w);
-                return false;
-            },
-            20);
-        return found;
-    }
-
-    // The X frame less the shadows the application draws inside it.
-    std::optional<Frame> visibleFrame(xcb_window_t w) {
-        auto f = desktop->frame(w);
-        auto e = desktop->property(w, "_GTK_FRAME_EXTENTS");
-        if (!f || e.size() != 4) return f;
-        return Frame{f->x + int(e[0]), f->y + int(e[2]), f->width - int(e[0] + e[1]),
-                     f->height - int(e[2] + e[3])};
-    }
-
     ::testing::AssertionResult becomes(const Client& c, Frame want) {
         if (syncUntil([&] { return frameOf(c) == want; })) return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure() << "the frame is " << frameOf(c);
@@ -161,13 +127,7 @@ class E2ETest : public ::testing::Test {
     std::filesystem::path path(const std::string& inHome) { return desktop->home() / inHome; }
     std::string err() { return readText(path("mavo.log")); }
     std::string diag() { return readText(path("mavo-diag.log")); }
-    int diagCount(const std::string& text) {
-        std::string log = diag();
-        int n = 0;
-        for (size_t at = log.find(text); at != npos; at = log.find(text, at + 1)) ++n;
-        return n;
-    }
-    bool diagHas(const std::string& text) { return diagCount(text) > 0; }
+    bool diagHas(const std::string& text) { return diag().find(text) != npos; }
 
     void expectOrderlyExit(int signum = SIGTERM) {
         ASSERT_TRUE(alive()) << "Mavo died";

@@ -14,11 +14,25 @@ TEST_F(MaximizeTest, AWindowResizingItselfRightAfterMappingEndsMaximized) {
     std::vector<Client> windows;
     for (int delay : {0, 15, 40, 150}) {
         windows.push_back(client("e2e-settling-" + std::to_string(delay), "500x400+200+150",
-                                 {"--kind", "settling", "--fight-delay", std::to_string(delay)}));
+                                 {"--kind", "settling", "--settle-delay", std::to_string(delay)}));
     }
     for (const Client& c : windows) EXPECT_TRUE(becomes(c, kScreen)) << c.window;
     for (int i = 0; i < 3; ++i) sync();
     for (const Client& c : windows) EXPECT_EQ(frameOf(c), kScreen) << c.window;
+    EXPECT_FALSE(diagHas("learned cell-snap app"));
+}
+
+// As when many applications map many windows at once: the window manager acts on Mavo's writes
+// only after the messaging timeout. The frame it had not changed yet is not the application's
+// answer.
+TEST_F(MaximizeTest, ABusyWindowManagersStaleFrameIsNotTheApplicationsAnswer) {
+    ASSERT_TRUE(start({}, false));
+    Client plain = client("e2e-busy", "500x400+100+100");
+    kill(desktop->windowManager(), SIGSTOP);
+    ASSERT_TRUE(startMavo());
+    sync(2);
+    kill(desktop->windowManager(), SIGCONT);
+    EXPECT_TRUE(becomes(plain, kScreen));
     EXPECT_FALSE(diagHas("learned cell-snap app"));
 }
 

@@ -49,7 +49,7 @@ TestDesktop::TestDesktop(Options options) {
     // The GNOME-family window managers read GSettings and the Xfce ones xfconf, over a session
     // bus; settings stay in memory so that nothing outside home() is touched.
     using enum WindowManager;
-    wmEnv_ = {"GSETTINGS_BACKEND=memory", "NO_AT_BRIDGE=1"};
+    wmEnv_ = {"GSETTINGS_BACKEND=memory"};
     if (!startServer(options)) return;
     pid_t bus = 0;
     if (options.sessionBus || options.windowManager == xfwm4 || options.windowManager == marco ||
@@ -88,7 +88,8 @@ pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector
     for (const auto& entry :
          {"DISPLAY=" + display_, "HOME=" + dir_.string(), "XDG_CONFIG_HOME=" + in("config"),
           "XDG_DATA_HOME=" + in("data"), "XDG_CACHE_HOME=" + in("cache"),
-          "XDG_RUNTIME_DIR=" + in("run"), "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none")})
+          "XDG_RUNTIME_DIR=" + in("run"), "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none"),
+          std::string("NO_AT_BRIDGE=1")})
         add(entry);
     for (char** e = environ; *e; ++e) {
         std::string entry = *e;
@@ -276,17 +277,17 @@ bool TestDesktop::drag(int x, int y, int dx, int dy) {
 }
 
 std::optional<int> TestDesktop::waitExit(pid_t pid, double timeoutSeconds) {
+    int status = -1;
     auto reaped = [&] {
-        int status = 0;
+        int raw = 0;
         if (!std::ranges::count(children_, pid)) return true;
-        pid_t done = waitpid(pid, &status, WNOHANG);
+        pid_t done = waitpid(pid, &raw, WNOHANG);
         if (done == 0) return false;
-        ended_[pid] = done == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        if (done == pid && WIFEXITED(raw)) status = WEXITSTATUS(raw);
         std::erase(children_, pid);
         return true;
     };
-    if (!waitUntil(reaped, timeoutSeconds)) return std::nullopt;
-    return ended_.count(pid) ? ended_[pid] : -1;
+    return waitUntil(reaped, timeoutSeconds) ? std::optional(status) : std::nullopt;
 }
 
 int TestDesktop::stop(pid_t pid, int signum) {
@@ -315,19 +316,17 @@ std::optional<TestDesktop::Client> TestDesktop::startClient(std::vector<std::str
     return client;
 }
 
-std::optional<TestDesktop::Client> TestDesktop::startXterm(const std::string& title,
-                                                           const std::string& geometry,
-                                                           std::vector<std::string> options) {
-    std::vector<std::string> argv{"xterm", "-T", title, "-geometry", geometry};
-    argv.insert(argv.end(), options.begin(), options.end());
-    argv.insert(argv.end(), {"-e", "sleep", "600"});
-    Client client{spawn(argv)};
+std::optional<TestDesktop::Client> TestDesktop::startApplication(
+    const std::vector<std::string>& argv, const std::string& wmClass,
+    const std::vector<std::string>& env) {
+    Client client{spawn(argv, env)};
     auto found = [&] {
         for (uint32_t w : clientList())
-            if (text(w, "WM_NAME") == title) return isManaged(client.window = w);
+            if (text(w, "WM_CLASS").find(wmClass) != std::string::npos && isManaged(w))
+                return (client.window = w) != XCB_WINDOW_NONE;
         return false;
     };
-    return waitUntil(found, 15) ? std::optional(client) : std::nullopt;
+    return waitUntil(found, 20) ? std::optional(client) : std::nullopt;
 }
 
 xcb_atom_t TestDesktop::atom(const std::string& name) {
@@ -372,28 +371,16 @@ void TestDesktop::sendClientMessage(xcb_window_t window, const std::string& type
 }
 
 std::optional<Frame> TestDesktop::frame(xcb_window_t window) {
-    // The client grown by the extents the window manager publishes: its own frame window can be
-    // larger, by invisible resize borders.
-    auto extents = property(window, "_NET_FRAME_EXTENTS");
-    if (extents.size() == 4) {
-        auto g = owned(xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr));
-        auto at = owned(xcb_translate_coordinates_reply(
-            conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr));
-        if (!g || !at) return std::nullopt;
-        int left = int(extents[0]), right = int(extents[1]), top = int(extents[2]);
-        return Frame{at->dst_x - left, at->dst_y - top, g->width + left + right,
-                     g->height + top + int(extents[3])};
-    }
-    // Without extents, the top-level ancestor is the window manager's frame.
-    for (int depth = 0; depth < 16; ++depth) {
-        auto tree = owned(xcb_query_tree_reply(conn_, xcb_query_tree(conn_, window), nullptr));
-        if (!tree) return std::nullopt;
-        if (tree->parent == root_) break;
-        window = tree->parent;
-    }
+    // The client grown by the extents the window manager publishes (none for a window that draws
+    // its own): the window manager's frame window can be larger, by invisible resize borders.
+    auto e = property(window, "_NET_FRAME_EXTENTS");
+    e.resize(4);
     auto g = owned(xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr));
-    if (!g) return std::nullopt;
-    return Frame{g->x, g->y, g->width + 2 * g->border_width, g->height + 2 * g->border_width};
+    auto at = owned(xcb_translate_coordinates_reply(
+        conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr));
+    if (!g || !at) return std::nullopt;
+    return Frame{at->dst_x - int(e[0]), at->dst_y - int(e[2]), g->width + int(e[0] + e[1]),
+                 g->height + int(e[2] + e[3])};
 }
 
 bool TestDesktop::isManaged(xcb_window_t window) {

@@ -71,17 +71,20 @@ class TestDesktop {
     bool xdotool(const std::string& commands);  // words separated by spaces
     // Left-button drag from (x, y) by (dx, dy) in small relative steps, as a hand would.
     bool drag(int x, int y, int dx, int dy);
-    // The exit status (-1 after a signal) once `pid` ended within the timeout, else nullopt.
+    // The exit status (-1 after a signal, or when it was reaped before) once `pid` ended within
+    // the timeout, else nullopt.
     std::optional<int> waitExit(pid_t pid, double timeoutSeconds);
     // Sends `signum`, waits (killing after 5 s): the exit status, -1 when the program had already
     // ended, died of a signal or had to be killed.
     int stop(pid_t pid, int signum = 15);
     void stopServer();  // as when the session ends under a running program
 
-    // The project's test client, or xterm; each returns once the window manager manages it.
+    // The project's test client, or a program of the system whose window has `wmClass`; each
+    // returns once the window manager manages it.
     std::optional<Client> startClient(std::vector<std::string> options);
-    std::optional<Client> startXterm(const std::string& title, const std::string& geometry,
-                                     std::vector<std::string> options = {});
+    std::optional<Client> startApplication(const std::vector<std::string>& argv,
+                                           const std::string& wmClass,
+                                           const std::vector<std::string>& env = {});
 
     xcb_atom_t atom(const std::string& name);
     std::vector<uint32_t> property(xcb_window_t window, const std::string& name);
@@ -114,7 +117,6 @@ class TestDesktop {
     pid_t server_ = 0, windowManager_ = 0;
     std::vector<std::string> wmEnv_;
     std::vector<pid_t> children_;
-    std::map<pid_t, int> ended_;
 };
 
 }  // namespace mavo::test

