@@ -348,7 +348,7 @@ void TestDesktop::setProperty(xcb_window_t window, const std::string& name, xcb_
                               const std::vector<uint32_t>& values) {
     xcb_change_property(conn_, XCB_PROP_MODE_REPLACE, window, atom(name), type, 32,
                         uint32_t(values.size()), values.data());
-    xcb_flush(conn_);
+    std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
 }
 
 void TestDesktop::sendClientMessage(xcb_window_t window, const std::string& type,
