@@ -40,17 +40,15 @@ class TestWatcher {
                  <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
                </interface></node>)",
             nullptr);
-        static const GDBusInterfaceVTable vtable = {
-            [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
-               GVariant* params, GDBusMethodInvocation* call, gpointer self) {
-                const gchar* service = nullptr;
-                g_variant_get(params, "(&s)", &service);
-                static_cast<TestWatcher*>(self)->registrations.emplace_back(service);
-                g_dbus_method_invocation_return_value(call, nullptr);
-            },
-            nullptr,
-            nullptr,
-            {}};
+        static auto registered = [](GDBusConnection*, const gchar*, const gchar*, const gchar*,
+                                    const gchar*, GVariant* params, GDBusMethodInvocation* call,
+                                    gpointer self) {
+            const gchar* service = nullptr;
+            g_variant_get(params, "(&s)", &service);
+            static_cast<TestWatcher*>(self)->registrations.emplace_back(service);
+            g_dbus_method_invocation_return_value(call, nullptr);
+        };
+        static const GDBusInterfaceVTable vtable = {registered, nullptr, nullptr, {}};
         object_ = g_dbus_connection_register_object(
             bus_, "/StatusNotifierWatcher", info->interfaces[0], &vtable, this, nullptr, nullptr);
         bool owned = false;
@@ -125,13 +123,11 @@ class ItemView {
             G_DBUS_SIGNAL_FLAGS_NONE,
             [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* signal,
                GVariant* params, gpointer self) {
-                std::string entry = signal;
-                if (g_variant_is_of_type(params, G_VARIANT_TYPE("(s)"))) {
-                    const gchar* arg = nullptr;
+                const gchar* arg = "";
+                if (g_variant_is_of_type(params, G_VARIANT_TYPE("(s)")))
                     g_variant_get(params, "(&s)", &arg);
-                    entry += std::string(":") + arg;
-                }
-                static_cast<ItemView*>(self)->signals.push_back(entry);
+                static_cast<ItemView*>(self)->signals.push_back(std::string(signal) +
+                                                                (*arg ? ":" : "") + arg);
             },
             this, nullptr);
     }

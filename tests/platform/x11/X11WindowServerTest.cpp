@@ -29,8 +29,6 @@ TEST(X11FrameGeometryTest, TheVisibleFrameLeavesOutShadowsAndWritesPutThemBack) 
         Rect visible;
     };
     for (const auto& [name, g, visible] : {
-             Row{"bare", {{100, 50, 640, 480}, 0, {}, {}, {}}, {100, 50, 640, 480}},
-             Row{"decorated", {{105, 80, 640, 480}, 0, {5, 5, 30, 5}, {}, {}}, {100, 50, 650, 515}},
              Row{"shadowed",
                  {{-26, -23, 1972, 1132}, 0, {}, {26, 26, 23, 29}, {}},
                  {0, 0, 1920, 1080}},
