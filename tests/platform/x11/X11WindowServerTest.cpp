@@ -14,13 +14,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-class X11WindowServerTest : public X11Fixture {
-  protected:
-    void setState(xcb_window_t w, bool add, const char* a, const char* b = nullptr) {
-        desktop->sendClientMessage(w, "_NET_WM_STATE",
-                                   {add, desktop->atom(a), b ? desktop->atom(b) : 0, 2});
-    }
-};
+using X11WindowServerTest = X11Fixture;
 
 TEST(X11FrameGeometryTest, TheVisibleFrameLeavesOutShadowsAndWritesPutThemBack) {
     struct Row {
@@ -118,7 +112,9 @@ TEST_F(X11WindowServerTest, FramesHaveDecorationsNotShadowsAndWritesLandBeforeTh
     EXPECT_EQ(std::ranges::count(listed, Rect{100, 100, 960, 700}, &WindowListEntry::bounds), 1);
 
     // The window manager's own maximized state is left so that the size can change.
-    setState(plain.window, true, "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ");
+    desktop->sendClientMessage(plain.window, "_NET_WM_STATE",
+                               {1, desktop->atom("_NET_WM_STATE_MAXIMIZED_VERT"),
+                                desktop->atom("_NET_WM_STATE_MAXIMIZED_HORZ")});
     ASSERT_TRUE(TestDesktop::waitUntil([&] { return ax->frame(w)->width == 1920; }));
     EXPECT_TRUE(ax->set(w, Attr::size, Size{900, 600}));
     EXPECT_TRUE(ax->set(w, Attr::position, Point{30, 40}));
@@ -166,7 +162,8 @@ TEST_F(X11WindowServerTest, TitleStatesAndTheOnScreenList) {
     // Real values, not failures folded into false.
     EXPECT_EQ(ax->copyAttribute(w, Attr::minimized), AttributeValue{false});
     EXPECT_EQ(ax->copyAttribute(w, Attr::fullScreen), AttributeValue{false});
-    setState(older.window, true, "_NET_WM_STATE_FULLSCREEN");
+    desktop->sendClientMessage(older.window, "_NET_WM_STATE",
+                               {1, desktop->atom("_NET_WM_STATE_FULLSCREEN")});
     EXPECT_TRUE(TestDesktop::waitUntil([&] { return ax->boolean(w, Attr::fullScreen); }));
     desktop->sendClientMessage(older.window, "WM_CHANGE_STATE", {XCB_ICCCM_WM_STATE_ICONIC});
     EXPECT_TRUE(TestDesktop::waitUntil([&] {
