@@ -1,6 +1,7 @@
 #include "TestDesktop.h"
 
 #include <fcntl.h>
+#include <glib.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -16,8 +17,6 @@
 #include <memory>
 #include <sstream>
 #include <thread>
-
-extern char** environ;
 
 namespace mavo::test {
 
@@ -76,50 +75,42 @@ TestDesktop::~TestDesktop() {
 
 pid_t TestDesktop::spawn(const std::vector<std::string>& argv, const std::vector<std::string>& env,
                          int stdoutFd) {
-    // Everything is prepared before fork: a threaded parent allows the child only
-    // async-signal-safe calls.
-    std::vector<std::string> vars = env;
-    auto add = [&](const std::string& entry) {
-        auto name = entry.substr(0, entry.find('=') + 1);
-        if (std::ranges::none_of(vars, [&](auto& v) { return v.starts_with(name); }))
-            vars.push_back(entry);
-    };
-    auto in = [&](const char* sub) { return (dir_ / sub).string(); };
-    for (const auto& entry :
-         {"DISPLAY=" + display_, "HOME=" + dir_.string(), "XDG_CONFIG_HOME=" + in("config"),
-          "XDG_DATA_HOME=" + in("data"), "XDG_CACHE_HOME=" + in("cache"),
-          "XDG_RUNTIME_DIR=" + in("run"), "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none"),
-          std::string("NO_AT_BRIDGE=1")})
-        add(entry);
-    for (char** e = environ; *e; ++e) {
-        std::string entry = *e;
-        bool dropped = false;
+    gchar** vars = g_get_environ();
+    for (std::string entry : std::vector<std::string>(vars, vars + g_strv_length(vars)))
         for (const char* prefix : {"XDG_", "XAUTHORITY=", "WAYLAND_DISPLAY=", "MAVO_"})
-            dropped |= entry.starts_with(prefix);
-        if (!dropped) add(entry);
+            if (entry.starts_with(prefix))
+                vars = g_environ_unsetenv(vars, entry.substr(0, entry.find('=')).c_str());
+    auto in = [&](const char* sub) { return (dir_ / sub).string(); };
+    std::vector<std::string> set{"DISPLAY=" + display_,
+                                 "HOME=" + dir_.string(),
+                                 "XDG_CONFIG_HOME=" + in("config"),
+                                 "XDG_DATA_HOME=" + in("data"),
+                                 "XDG_CACHE_HOME=" + in("cache"),
+                                 "XDG_RUNTIME_DIR=" + in("run"),
+                                 "DBUS_SESSION_BUS_ADDRESS=unix:path=" + in("run/none"),
+                                 "NO_AT_BRIDGE=1"};
+    set.insert(set.end(), env.begin(), env.end());
+    for (const auto& entry : set) {
+        auto eq = entry.find('=');
+        vars = g_environ_setenv(vars, entry.substr(0, eq).c_str(), entry.c_str() + eq + 1, TRUE);
     }
-    std::vector<std::string> args = argv;
-    std::vector<char*> envp, argp;
-    for (auto& v : vars) envp.push_back(v.data());
-    for (auto& a : args) argp.push_back(a.data());
-    envp.push_back(nullptr);
-    argp.push_back(nullptr);
-    std::string logPath = in("") + fs::path(argv[0]).filename().string() + ".log";
-    int log = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    int devnull = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    pid_t parent = getpid();
-    pid_t pid = fork();
-    if (pid == 0) {
+    std::vector<char*> args;
+    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    int log = ::open((in("") + fs::path(argv[0]).filename().string() + ".log").c_str(),
+                     O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    auto dieWithParent = [](gpointer parent) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent) _exit(127);
-        dup2(devnull, 0);
-        dup2(stdoutFd >= 0 ? stdoutFd : log, 1);
-        dup2(log, 2);
-        execvpe(argp[0], argp.data(), envp.data());
-        _exit(127);
-    }
+        if (getppid() != GPOINTER_TO_INT(parent)) _exit(127);
+    };
+    GPid pid = 0;
+    if (!g_spawn_async_with_fds(nullptr, args.data(), vars,
+                                GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD),
+                                dieWithParent, GINT_TO_POINTER(getpid()), &pid, -1,
+                                stdoutFd >= 0 ? stdoutFd : log, log, nullptr))
+        pid = 0;
     ::close(log);
-    ::close(devnull);
+    g_strfreev(vars);
     if (pid > 0) children_.push_back(pid);
     return pid;
 }
@@ -357,7 +348,7 @@ void TestDesktop::setProperty(xcb_window_t window, const std::string& name, xcb_
                               const std::vector<uint32_t>& values) {
     xcb_change_property(conn_, XCB_PROP_MODE_REPLACE, window, atom(name), type, 32,
                         uint32_t(values.size()), values.data());
-    xcb_flush(conn_);
+    std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
 }
 
 void TestDesktop::sendClientMessage(xcb_window_t window, const std::string& type,

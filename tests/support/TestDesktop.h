@@ -89,6 +89,7 @@ class TestDesktop {
     xcb_atom_t atom(const std::string& name);
     std::vector<uint32_t> property(xcb_window_t window, const std::string& name);
     std::string text(xcb_window_t window, const std::string& name);  // an 8-bit property
+    // Returns once the server has it, so that other clients' reads see it.
     void setProperty(xcb_window_t window, const std::string& name, xcb_atom_t type,
                      const std::vector<uint32_t>& values);
     // A client message about `window` sent to the root, as a pager or a user action would.

@@ -40,17 +40,15 @@ class TestWatcher {
                  <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
                </interface></node>)",
             nullptr);
-        static const GDBusInterfaceVTable vtable = {
-            [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
-               GVariant* params, GDBusMethodInvocation* call, gpointer self) {
-                const gchar* service = nullptr;
-                g_variant_get(params, "(&s)", &service);
-                static_cast<TestWatcher*>(self)->registrations.emplace_back(service);
-                g_dbus_method_invocation_return_value(call, nullptr);
-            },
-            nullptr,
-            nullptr,
-            {}};
+        static auto registered = [](GDBusConnection*, const gchar*, const gchar*, const gchar*,
+                                    const gchar*, GVariant* params, GDBusMethodInvocation* call,
+                                    gpointer self) {
+            const gchar* service = nullptr;
+            g_variant_get(params, "(&s)", &service);
+            static_cast<TestWatcher*>(self)->registrations.emplace_back(service);
+            g_dbus_method_invocation_return_value(call, nullptr);
+        };
+        static const GDBusInterfaceVTable vtable = {registered, nullptr, nullptr, {}};
         object_ = g_dbus_connection_register_object(
             bus_, "/StatusNotifierWatcher", info->interfaces[0], &vtable, this, nullptr, nullptr);
         bool owned = false;
@@ -83,8 +81,8 @@ struct MenuNode {
 
     MenuNode() = default;
     explicit MenuNode(GVariant* layout) {
-        GVariant* props = nullptr;
-        GVariantIter* kids = nullptr;
+        g_autoptr(GVariant) props = nullptr;
+        g_autoptr(GVariantIter) kids = nullptr;
         g_variant_get(layout, "(i@a{sv}av)", &id, &props, &kids);
         auto text = [&](const char* key) {
             const gchar* v = nullptr;
@@ -104,8 +102,6 @@ struct MenuNode {
                         (toggle == "checkmark" ? (state == 1 ? " [x]" : " [ ]") : "") +
                         (toggle == "radio" ? (state == 1 ? " (x)" : " ( )") : "") +
                         (children.empty() ? "" : " >");
-        g_variant_iter_free(kids);
-        g_variant_unref(props);
     }
     std::vector<std::string> rows() const {
         std::vector<std::string> out;
@@ -127,13 +123,11 @@ class ItemView {
             G_DBUS_SIGNAL_FLAGS_NONE,
             [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* signal,
                GVariant* params, gpointer self) {
-                std::string entry = signal;
-                if (g_variant_is_of_type(params, G_VARIANT_TYPE("(s)"))) {
-                    const gchar* arg = nullptr;
+                const gchar* arg = "";
+                if (g_variant_is_of_type(params, G_VARIANT_TYPE("(s)")))
                     g_variant_get(params, "(&s)", &arg);
-                    entry += std::string(":") + arg;
-                }
-                static_cast<ItemView*>(self)->signals.push_back(entry);
+                static_cast<ItemView*>(self)->signals.push_back(std::string(signal) +
+                                                                (*arg ? ":" : "") + arg);
             },
             this, nullptr);
     }
@@ -145,48 +139,38 @@ class ItemView {
     // Strings as they are, other values in GVariant text form.
     std::optional<std::string> property(const char* name, const char* path = "/StatusNotifierItem",
                                         const char* interface = "org.kde.StatusNotifierItem") {
-        GVariant* reply = call(path, "org.freedesktop.DBus.Properties", "Get",
-                               g_variant_new("(ss)", interface, name), "(v)");
+        g_autoptr(GVariant) reply = call(path, "org.freedesktop.DBus.Properties", "Get",
+                                         g_variant_new("(ss)", interface, name), "(v)");
         if (!reply) return std::nullopt;
-        GVariant* value = nullptr;
+        g_autoptr(GVariant) value = nullptr;
         g_variant_get(reply, "(v)", &value);
-        gchar* text = g_variant_is_of_type(value, G_VARIANT_TYPE_STRING) ||
-                              g_variant_is_of_type(value, G_VARIANT_TYPE_OBJECT_PATH)
-                          ? g_variant_dup_string(value, nullptr)
-                          : g_variant_print(value, FALSE);
-        std::string out = text;
-        g_free(text);
-        g_variant_unref(value);
-        g_variant_unref(reply);
-        return out;
+        g_autofree gchar* text = g_variant_is_of_type(value, G_VARIANT_TYPE_STRING) ||
+                                         g_variant_is_of_type(value, G_VARIANT_TYPE_OBJECT_PATH)
+                                     ? g_variant_dup_string(value, nullptr)
+                                     : g_variant_print(value, FALSE);
+        return text;
     }
     bool becomes(const char* name, const std::string& value) {
         return pump([&] { return property(name) == value; });
     }
     // Asking first, as a panel does right before showing it.
     MenuNode menu(bool aboutToShow = false) {
-        if (aboutToShow) {
-            GVariant* reply =
-                call(kMenu, kMenuInterface, "AboutToShow", g_variant_new("(i)", 0), "(b)");
-            if (!reply) return {};
-            g_variant_unref(reply);
-        }
-        GVariant* reply =
+        g_autoptr(GVariant) shown =
+            aboutToShow ? call(kMenu, kMenuInterface, "AboutToShow", g_variant_new("(i)", 0), "(b)")
+                        : nullptr;
+        g_autoptr(GVariant) reply =
             call(kMenu, kMenuInterface, "GetLayout",
                  g_variant_new("(ii@as)", 0, -1, g_variant_new_strv(nullptr, 0)), "(u(ia{sv}av))");
-        if (!reply) return {};
-        GVariant* layout = g_variant_get_child_value(reply, 1);
-        MenuNode root(layout);
-        g_variant_unref(layout);
-        g_variant_unref(reply);
-        return root;
+        if (!reply || (aboutToShow && !shown)) return {};
+        g_autoptr(GVariant) layout = g_variant_get_child_value(reply, 1);
+        return MenuNode(layout);
     }
     void send(const MenuNode& item, const char* event = "clicked") {
-        GVariant* reply = call(kMenu, kMenuInterface, "Event",
-                               g_variant_new("(isvu)", item.id, event, g_variant_new_int32(0),
-                                             static_cast<guint32>(g_get_monotonic_time() / 1000)),
-                               nullptr);
-        if (reply) g_variant_unref(reply);
+        g_autoptr(GVariant) reply =
+            call(kMenu, kMenuInterface, "Event",
+                 g_variant_new("(isvu)", item.id, event, g_variant_new_int32(0),
+                               static_cast<guint32>(g_get_monotonic_time() / 1000)),
+                 nullptr);
     }
 
     std::vector<std::string> signals;  // "NewStatus:Passive", "NewIcon", ...
