@@ -5,11 +5,9 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "fakes/FakeTimers.h"
@@ -32,36 +30,32 @@ class FakeStatusItem final : public StatusItem {
     void invalidateMenu() override { ++invalidations; }
 };
 
-// A monitor registration that runs `drop` when destroyed.
-class FakeMonitor final : public PointerMonitor {
-  public:
-    explicit FakeMonitor(std::function<void()> drop) : drop_(std::move(drop)) {}
-    ~FakeMonitor() override { drop_(); }
-
-  private:
-    std::function<void()> drop_;
-};
-
+// Each monitor holds its handler; the pointer calls those of the monitors still alive.
 class FakePointer final : public PointerSource {
   public:
     std::optional<Point> location;
 
-    // Moves the pointer and tells every installed monitor, as a real mouse-moved event would.
     void moveTo(std::optional<Point> p) {
         location = p;
-        for (auto& [id, handler] : std::map(handlers_)) handler();
+        for (auto& handler : std::vector(handlers_))
+            if (auto h = handler.lock()) (*h)();
     }
-    size_t monitorCount() const { return handlers_.size(); }
+    size_t monitorCount() const {
+        return std::ranges::count_if(handlers_, [](auto& h) { return !h.expired(); });
+    }
 
     std::optional<Point> pointerLocation() override { return location; }
     std::unique_ptr<PointerMonitor> addMovedMonitor(std::function<void()> handler) override {
-        handlers_[nextID_] = std::move(handler);
-        return std::make_unique<FakeMonitor>([this, id = nextID_++] { handlers_.erase(id); });
+        struct Monitor : PointerMonitor {
+            std::shared_ptr<std::function<void()>> handler;
+        };
+        auto m = std::make_unique<Monitor>();
+        handlers_.push_back(m->handler = std::make_shared<std::function<void()>>(handler));
+        return m;
     }
 
   private:
-    std::map<uint64_t, std::function<void()>> handlers_;
-    uint64_t nextID_ = 1;
+    std::vector<std::weak_ptr<std::function<void()>>> handlers_;
 };
 
 class FakeLogin final : public LoginControl {

@@ -18,14 +18,10 @@ std::string rows(const MenuModel& menu, size_t from = 0, size_t count = 99) {
         "|");
 }
 
-const MenuItem* find(const MenuModel& menu, const std::string& title) {
-    auto it = std::ranges::find(menu, title, &MenuItem::title);
-    return it == menu.end() ? nullptr : &*it;
-}
-
 const MenuItem& get(const MenuModel& menu, const std::string& title) {
-    if (auto* item = find(menu, title)) return *item;
-    throw std::runtime_error("no row titled " + title);
+    auto it = std::ranges::find(menu, title, &MenuItem::title);
+    if (it == menu.end()) throw std::runtime_error("no row titled " + title);
+    return *it;
 }
 
 const std::string kBlurb = "Keeps your app windows maximized, except ones you’ve snapped. (off)";
@@ -42,9 +38,7 @@ TEST(StatusMenu, RowsComeInOrderWithChecksFollowingTheSettingsAndOnlyQuitHasAKey
                               "Mavo 1.4.2 (off)|Quit Mavo");
     for (const auto& item : menu)
         EXPECT_EQ(item.keyEquivalent, item.title == "Quit Mavo" ? "q" : "") << item.title;
-    Env none;
-    for (const auto& item : none.start().menuNeedsUpdate())
-        EXPECT_FALSE(item.checked) << item.title;
+    EXPECT_EQ(rows(Env().start().menuNeedsUpdate()).find("[x]"), std::string::npos);
 }
 
 TEST(StatusMenu, HeadRowsFollowTrustPauseUnfillableWindowsAndTheFrontmostApp) {
@@ -59,12 +53,12 @@ TEST(StatusMenu, HeadRowsFollowTrustPauseUnfillableWindowsAndTheFrontmostApp) {
               "Mavo: paused (off)|2 windows can’t be maximized (off)|---|Resume"},
              {"unfillable=1",
               "Mavo: active (off)|" + kBlurb + "|1 window can’t be maximized (off)"},
-             {"front=self", noApp},
+             {"front=43", noApp},
              {"front=none", noApp},
-             {"front=script", noApp},
-             {"front=noname", "---|Don’t Manage “org.example.NoName”"}}) {
+             {"front=44", noApp},
+             {"front=45", "---|Don’t Manage “org.example.NoName”"}}) {
         Env env(states);
-        const size_t from = states == "front=noname" ? 5 : 0;
+        const size_t from = states == "front=45" ? 5 : 0;
         EXPECT_EQ(rows(env.start().menuNeedsUpdate(), from, std::ranges::count(head, '|') + 1),
                   head)
             << states;
@@ -112,7 +106,7 @@ TEST(StatusMenu, EachActionWritesItsStoreStartsItsActionAndSendsItsEvent) {
               "app_always_maximize", [](auto& c) { c.setAlwaysMaximize(ed, true); }},
              {"Always Maximize “Editor”", "maximizeApp", "maximizeApps=[] reevaluateAll",
               "app_focus_allowed", [](auto& c) { c.setAlwaysMaximize(ed, false); }},
-             {"Don’t Manage “N\uFFFDme”", "front=bad", "excludedBundleIDs=[\"Bad\uFFFDClass\"]",
+             {"Don’t Manage “N\uFFFDme”", "front=46", "excludedBundleIDs=[\"Bad\uFFFDClass\"]",
               "app_excluded"},
              {"Launch at Login", "", "", ""},
              {"Hide Icon Until Hover", "", "autoHideIcon=true", ""},
@@ -159,7 +153,7 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
               (std::vector<std::string>{"org.a.Installed", "org.c.Nameless", "org.d.Unknown"}));
     EXPECT_EQ(env.eventNames(), "app_included");
     for (const auto& bid : env.settings.excludedBundleIDs()) env.settings.toggleExclusion(bid);
-    EXPECT_EQ(find(c.menuNeedsUpdate(), "Excluded Apps"), nullptr);
+    EXPECT_EQ(rows(c.menuNeedsUpdate()).find("Excluded"), std::string::npos);
 
     // The first running match names an app, else its installed name.
     env.workspace.setRunning({{1, "org.dup", std::nullopt}, {2, "org.dup", "Second"}});
@@ -175,7 +169,7 @@ TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndAllCanBeForgo
     env.placements = &env.remembered;
     PlacementStore& store = env.store;
     auto& c = env.start();
-    EXPECT_EQ(find(c.menuNeedsUpdate(), "Remembered Placements"), nullptr);
+    EXPECT_EQ(rows(c.menuNeedsUpdate()).find("Remembered"), std::string::npos);
 
     for (const std::string& key :
          {"A1|" + ed + "|notes", std::string("A1|org.gone.App|"), "B2|" + ed + "|"})
@@ -194,7 +188,7 @@ TEST(StatusMenu, DelayRowShowsWholeSecondsAndIsDimmedWhileAutoHideIsOff) {
     Env env;
     env.defaults.set("unhideDelay", 9.6);
     auto& c = env.start(std::nullopt);
-    EXPECT_NE(find(c.menuNeedsUpdate(), "Mavo "), nullptr);  // no version: the bare name
+    EXPECT_NE(rows(c.menuNeedsUpdate()).find("|Mavo  (off)|"), std::string::npos);  // no version
     const MenuItem& row = get(c.menu(), "Show/hide delay");
     EXPECT_EQ(row.kind, MenuItem::Kind::delaySlider);
     EXPECT_EQ(std::tie(row.sliderValue, row.sliderMin, row.sliderMax, row.alpha, row.valueLabel),
@@ -239,57 +233,61 @@ TEST(StatusMenu, IconFollowsTrustAndPauseAndRedrawsOnlyOnChange) {
 
 constexpr Point inBand{500, 1060}, away{500, 400};
 
+// A pointer story: "in" / "out" move the pointer into or out of the hover band ("in2" elsewhere
+// in it), "+s" lets s seconds pass, "shown" / "hidden" check the icon.
+void play(Env& env, const std::string& story) {
+    std::istringstream steps(story);
+    int step = 0;
+    for (std::string s; steps >> s; ++step) {
+        if (s.starts_with("in") || s == "out")
+            env.pointer.moveTo(s == "out" ? away : s == "in" ? inBand : Point{700, 1070});
+        else if (s[0] == '+')
+            env.timers.advance(std::stod(s.substr(1)));
+        else
+            EXPECT_EQ(env.item.visible, s == "shown") << "step " << step << " of: " << story;
+    }
+}
+
 TEST(AutoHide, TheOptionHidesAndShowsAtOnceAndOnlyThenWatchesThePointer) {
     Env env;
     env.item.visible = false;
     auto& c = env.start();
-    EXPECT_TRUE(env.item.visible);
-    EXPECT_EQ(env.pointer.monitorCount(), 0u);
+    auto seen = [&] { return std::pair(env.item.visible, env.pointer.monitorCount()); };
+    EXPECT_EQ(seen(), std::pair(true, size_t{0}));
     c.perform(MenuItem::command("Hide Icon Until Hover", MenuAction::toggleAutoHide));
-    EXPECT_FALSE(env.item.visible);
-    EXPECT_EQ(env.pointer.monitorCount(), 1u);
+    EXPECT_EQ(seen(), std::pair(false, size_t{1}));
     // Off again while a show is pending: the countdown is dropped and the icon shows now.
     env.defaults.set("unhideDelay", 3.0);
     env.pointer.moveTo(inBand);
     c.toggleAutoHide();
-    EXPECT_TRUE(env.item.visible);
+    EXPECT_EQ(seen(), std::pair(true, size_t{0}));
     EXPECT_FALSE(c.hasPendingShow());
-    EXPECT_EQ(env.pointer.monitorCount(), 0u);
 }
 
 TEST(AutoHide, EachScreenHasABandBelowItsBarAndStrayPointersUseTheMainOne) {
     Env env;
     env.startHiding(0, away);
-    EXPECT_FALSE(env.item.visible);
     ScreenInfo main = primary1080();
-    struct Case {
-        const char* name;
-        std::vector<ScreenInfo> screens;
-        std::vector<std::tuple<double, double, int>> moves;  // x, y, shown
-    };
-    for (const auto& tc : std::vector<Case>{
-             {"two points below the bar", {main}, {{10, 1053, 1}, {10, 1052.5, 0}}},
+    using Row = std::tuple<const char*, std::vector<ScreenInfo>, std::string>;
+    for (const auto& [name, screens, moves] : std::vector<Row>{
+             // moves: x y shown ...
+             {"two points below the bar", {main}, "10 1053 1  10 1052.5 0"},
              // No bar, or a one-point strip, gives a band of 24 points.
-             {"no bar", {makeScreen({0, 0, 1920, 1080}, "A", 0)}, {{10, 1054, 1}, {10, 1053.5, 0}}},
-             {"one-point bar", {makeScreen({0, 0, 1920, 1080}, "A", 1)}, {{10, 1054, 1}}},
+             {"no bar", {makeScreen({0, 0, 1920, 1080}, "A", 0)}, "10 1054 1  10 1053.5 0"},
+             {"one-point bar", {makeScreen({0, 0, 1920, 1080}, "A", 1)}, "10 1054 1"},
              // The lower screen's top is no band of the upper one's; pointers off every screen
              // use the main screen's band.
              {"stacked",
               {main, above(main, 1920, 1200, "UP", 40)},
-              {{10, 400, 0},
-               {10, 1079, 1},
-               {10, 2239, 1},
-               {10, 2237, 0},
-               {5000, 1060, 1},
-               {5000, 100, 0}}}}) {
-        SCOPED_TRACE(tc.name);
-        env.displays.setScreens(tc.screens);
-        for (const auto& [x, y, shown] : tc.moves) {
+              "10 400 0  10 1079 1  10 2239 1  10 2237 0  5000 1060 1  5000 100 0"}}) {
+        env.displays.setScreens(screens);
+        std::istringstream in(moves);
+        for (double x, y, shown; in >> x >> y >> shown;) {
             env.pointer.moveTo(Point{x, y});
-            EXPECT_EQ(env.item.visible, shown) << x << "," << y;
+            EXPECT_EQ(env.item.visible, shown) << name << " " << x << "," << y;
         }
     }
-    env.pointer.moveTo(inBand);
+    play(env, "in");
     env.pointer.moveTo(std::nullopt);
     EXPECT_FALSE(env.item.visible);
 }
@@ -297,65 +295,34 @@ TEST(AutoHide, EachScreenHasABandBelowItsBarAndStrayPointersUseTheMainOne) {
 TEST(AutoHide, ShowAndHideDelaysRunFromTheCrossingAndAreCancelledByGoingBack) {
     Env env;
     auto& c = env.startHiding(3, away);
-    EXPECT_TRUE(env.item.visible);  // shown at start: hiding waits for the delay as well
-    env.timers.advance(3.0);
-    EXPECT_FALSE(env.item.visible);
-    env.pointer.moveTo(inBand);
-    env.timers.advance(1.0);
-    env.pointer.moveTo(away);
-    env.timers.advance(10.0);
-    EXPECT_FALSE(env.item.visible);
+    // Shown at start: hiding waits for the delay as well.
+    play(env, "shown +3 hidden in +1 out +10 hidden");
     EXPECT_EQ(env.item.visibilityWrites, 1);
-
     // 3 s after entering the band, not after the last move in it.
-    env.pointer.moveTo(inBand);
-    env.timers.advance(2.0);
-    env.pointer.moveTo(Point{700, 1070});
-    env.timers.advance(0.9);
-    EXPECT_FALSE(env.item.visible);
-    env.timers.advance(0.2);
-    EXPECT_TRUE(env.item.visible);
-
-    env.pointer.moveTo(away);
-    env.timers.advance(2.0);
-    env.pointer.moveTo(inBand);
+    play(env, "in +2 in2 +0.9 hidden +0.2 shown out +2 in");
     EXPECT_FALSE(c.hasPendingHide());
-    env.pointer.moveTo(away);
-    env.timers.advance(2.9);
-    EXPECT_TRUE(env.item.visible);
-    env.timers.advance(0.2);
-    EXPECT_FALSE(env.item.visible);
+    play(env, "out +2.9 shown +0.2 hidden");
 }
 
 TEST(AutoHide, HousekeepingCatchesSilentMovesAndDestroyingStopsEverything) {
     Env env;
     env.startHiding(0, away);
     env.pointer.location = inBand;  // no moved event
-    env.timers.advance(0.5);
-    EXPECT_FALSE(env.item.visible);
-    env.timers.advance(0.6);
-    EXPECT_TRUE(env.item.visible);
+    play(env, "+0.5 hidden +0.6 shown");
     env.controller.reset();
-    EXPECT_EQ(env.timers.pending(), 0u);
-    EXPECT_EQ(env.pointer.monitorCount(), 0u);
+    EXPECT_EQ(env.timers.pending() + env.pointer.monitorCount(), 0u);
 }
 
 TEST(AutoHide, OpenMenuKeepsTheIconAndClosingAppliesTheRuleAndRefreshesTheIcon) {
     Env env;
     auto& c = env.startHiding(3, inBand);
     c.menuWillOpen();
-    env.pointer.moveTo(away);
-    env.timers.advance(10);
-    EXPECT_TRUE(env.item.visible);
+    play(env, "out +10 shown");
     env.settings.setPaused(true);
     c.menuDidClose();  // with a delay, closing schedules the hide rather than doing it
     EXPECT_EQ(c.lastIconName(), "paused");
-    EXPECT_TRUE(env.item.visible);
-    env.timers.advance(3.1);
-    EXPECT_FALSE(env.item.visible);
-
+    play(env, "shown +3.1 hidden in");
     // Opening while hidden with a show pending shows now and drops the countdown.
-    env.pointer.moveTo(inBand);
     c.menuWillOpen();
     EXPECT_TRUE(env.item.visible);
     EXPECT_FALSE(c.hasPendingShow());

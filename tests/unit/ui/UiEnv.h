@@ -52,11 +52,12 @@ struct Env {
     std::unique_ptr<StatusItemController> controller;
 
     explicit Env(const std::string& states = "") {
+        // "front=43": Mavo itself, 44: no ID, 45: no name, 46: neither is UTF-8.
         workspace.setRunning({{42, ed, "Editor"},
                               {43, "com.quastorn.mavo", "Mavo"},
                               {44, std::nullopt, "Script"},
                               {45, "org.example.NoName", std::nullopt},
-                              {46, "Bad\377Class", "N\xe2\x82me"}});  // not UTF-8
+                              {46, "Bad\377Class", "N\xe2\x82me"}});
         workspace.setFrontmost(42);
         settings.setTopCenterMode(false);  // every switch starts off
         settings.setFocusSizeBigDisplays(false);
@@ -64,11 +65,8 @@ struct Env {
         for (std::string s; words >> s;) {
             if (s == "untrusted") permissions.setTrusted(false);
             if (s.starts_with("unfillable=")) settings.setCannotFillCount(std::stoi(s.substr(11)));
-            if (s.starts_with("front=")) {
-                const std::vector<std::string> apps{"", "self", "script", "noname", "bad"};
-                auto at = std::ranges::find(apps, s.substr(6)) - apps.begin();
-                workspace.setFrontmost(at < 5 ? std::optional<int32_t>(42 + at) : std::nullopt);
-            }
+            if (s == "front=none") workspace.setFrontmost(std::nullopt);
+            if (s.starts_with("front=4")) workspace.setFrontmost(std::stoi(s.substr(6)));
             for (auto [name, set] : {std::pair{"paused", &EngineSettings::setPaused},
                                      {"topCenter", &EngineSettings::setTopCenterMode},
                                      {"focusSize", &EngineSettings::setFocusSizeBigDisplays}})
