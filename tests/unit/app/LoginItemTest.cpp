@@ -65,10 +65,7 @@ TEST_F(LoginItemTest, FirstLaunchTurnsItOnOnceAndLaterLaunchesKeepTheUsersChoice
 
 TEST_F(LoginItemTest, SwitchingCallsTheServiceOnlyForAChangeAndReportsFailures) {
     EXPECT_TRUE(item().setEnabled(false));  // not registered: nothing to do
-    EXPECT_TRUE(item().toggle());
-    EXPECT_TRUE(item().isEnabled());
-    EXPECT_TRUE(item().toggle());
-    EXPECT_FALSE(item().isEnabled());
+    for (bool on : {true, false}) EXPECT_TRUE(item().toggle() && item().isEnabled() == on);
     EXPECT_EQ(calls, (Lines{"register", "unregister"}));
 
     state = Status::enabled, failure = "entry is read-only";

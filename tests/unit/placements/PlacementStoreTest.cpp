@@ -226,10 +226,7 @@ TEST_F(PlacementStoreTest, AFailedWriteIsRetriedAndOneBadRecordNeverBlocksTheOth
     nan.rel.fx = std::numeric_limits<double>::quiet_NaN();
     badUuid.displayUUID = "D\xff";
     store.put("S|nan|", nan);
-    store.put(
-        "S|Bad\xff\xfe"
-        "Class|t\xe2\x82",
-        badUuid);
+    store.put("S|Bad\xff\xfe|t\xe2\x82", badUuid);
     store.flushNow();
     EXPECT_EQ(store.writeCount(), 2u);
     json written = records();

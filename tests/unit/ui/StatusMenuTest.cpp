@@ -112,7 +112,6 @@ TEST(StatusMenu, EachActionWritesItsStoreStartsItsActionAndSendsItsEvent) {
              {"Hide Icon Until Hover", "", "autoHideIcon=true", ""},
              // Verbs only: one that finds its state already set does nothing.
              {"", "paused", "", "", [](auto& c) { c.pause(); }},
-             {"", "", "", "", [](auto& c) { c.resume(); }},
              {"", "", "", "", [](auto& c) { c.setManaged(ed, true); }},
              {"", "", "", "", [](auto& c) { c.setTopCenter(ed, false); }},
              {"", "", "reevaluateAll", "", [](auto& c) { c.reevaluateAll(); }}}) {

@@ -81,7 +81,6 @@ struct Env {
         defaults.clearWrites();
     }
     StatusItemController& start(std::optional<std::string> version = "1.4.2") {
-        defaults.clearWrites();
         controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
             settings, actions, item, permissions, workspace, login, events, defaults, timers,
             pointer, displays, "com.quastorn.mavo", std::move(version), [] {}, placements, [] {}});
