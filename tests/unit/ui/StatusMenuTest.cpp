@@ -1,9 +1,110 @@
-#include "UiEnv.h"
+// The menu's controller, the remote control and the pointer polling over fakes, the editor
+// frontmost.
 
-using namespace mavo;
-using namespace mavo::test;
+#include <gtest/gtest.h>
 
+#include <sstream>
+
+#include "fakes/FakeDisplaySource.h"
+#include "fakes/FakeEventTracker.h"
+#include "fakes/FakePermissions.h"
+#include "fakes/FakeStatusItem.h"
+#include "fakes/FakeTimers.h"
+#include "fakes/FakeUserDefaults.h"
+#include "fakes/FakeWorkspace.h"
+#include "ui/PollingPointerSource.h"
+#include "ui/RemoteControl.h"
+#include "ui/StatusItemController.h"
+
+namespace mavo::test {
 namespace {
+
+const std::string ed = "org.example.Editor";
+
+std::string joined(const auto& range, auto text, const char* by = " ") {
+    std::string out;
+    for (const auto& x : range) out.append(out.empty() ? "" : by).append(text(x));
+    return out;
+}
+
+// `states` names what differs, e.g. "untrusted paused unfillable=2". The primary screen's hover
+// band starts at y = 1080 - 25 - 2.
+struct Env {
+    FakeUserDefaults defaults;
+    EngineSettings settings{defaults};
+    std::vector<std::string> started;  // the bulk actions, in order
+    EngineActions actions{[this] { started.push_back("reevaluateAll"); },
+                          [this] { started.push_back("maximizeAllNow"); }};
+    FakeStatusItem item;
+    FakePermissions permissions{true};
+    FakeWorkspace workspace;
+    FakeLogin login;
+    FakeEventTracker events;
+    FakeTimers timers;
+    FakePointer pointer;
+    FakeDisplaySource displays{{primary1080()}};
+    PlacementStore store{::testing::TempDir() + "mavo-ui-placements"};
+    std::string arrangement = "A1";
+    RememberedPlacements remembered{store, [this] { return arrangement; }};
+    RememberedPlacements* placements = nullptr;  // the menu lists none unless a test sets it
+    bool tray = false;
+    RemoteControl control{
+        {settings, actions, permissions, remembered, events, [this] { return tray; }, [] {}}};
+    std::unique_ptr<StatusItemController> controller;
+
+    explicit Env(const std::string& states = "") {
+        // "front=43": Mavo itself, 44: no ID, 45: no name, 46: neither is UTF-8.
+        workspace.setRunning({{42, ed, "Editor"},
+                              {43, "com.quastorn.mavo", "Mavo"},
+                              {44, std::nullopt, "Script"},
+                              {45, "org.example.NoName", std::nullopt},
+                              {46, "Bad\377Class", "N\xe2\x82me"}});
+        workspace.setFrontmost(42);
+        settings.setTopCenterMode(false);  // every switch starts off
+        settings.setFocusSizeBigDisplays(false);
+        std::istringstream words(states);
+        for (std::string s; words >> s;) {
+            if (s == "untrusted") permissions.setTrusted(false);
+            if (s.starts_with("unfillable=")) settings.setCannotFillCount(std::stoi(s.substr(11)));
+            if (s == "front=none") workspace.setFrontmost(std::nullopt);
+            if (s.starts_with("front=4")) workspace.setFrontmost(std::stoi(s.substr(6)));
+            for (auto [name, set] : {std::pair{"paused", &EngineSettings::setPaused},
+                                     {"topCenter", &EngineSettings::setTopCenterMode},
+                                     {"focusSize", &EngineSettings::setFocusSizeBigDisplays}})
+                if (s == name) (settings.*set)(true);
+            if (s == "login") login.enabled = true;
+            for (auto toggle : {std::pair{"excluded", &EngineSettings::toggleExclusion},
+                                {"topCenterApp", &EngineSettings::toggleTopCenter},
+                                {"maximizeApp", &EngineSettings::toggleMaximizeApp}})
+                if (s == toggle.first) (settings.*toggle.second)(ed);
+            if (s == "autoHide") defaults.set("autoHideIcon", true);
+        }
+        defaults.clearWrites();
+    }
+    StatusItemController& start(std::optional<std::string> version = "1.4.2") {
+        controller = std::make_unique<StatusItemController>(StatusControllerEnvironment{
+            settings, actions, item, permissions, workspace, login, events, defaults, timers,
+            pointer, displays, "com.quastorn.mavo", std::move(version), [] {}, placements, [] {}});
+        return *controller;
+    }
+    StatusItemController& startHiding(double delay, Point at) {
+        defaults.set("autoHideIcon", true);
+        defaults.set("unhideDelay", delay);
+        pointer.location = at;
+        return start();
+    }
+    // Each store write as key=value, then the bulk actions started.
+    std::string calls() const {
+        std::vector<std::string> out;
+        for (const auto& key : defaults.writtenKeys())
+            out.push_back(key + "=" + defaults.object(key)->dump());
+        out.insert(out.end(), started.begin(), started.end());
+        return joined(out, std::identity());
+    }
+    std::string eventNames() const {
+        return joined(events.events(), [](const auto& e) { return e.name; });
+    }
+};
 
 // A row as a person reads it: " (off)" when disabled, " [x]" / " [ ]" for check boxes.
 std::string text(const MenuItem& m) {
@@ -327,4 +428,94 @@ TEST(AutoHide, OpenMenuKeepsTheIconAndClosingAppliesTheRuleAndRefreshesTheIcon) 
     EXPECT_FALSE(c.hasPendingShow());
 }
 
+TEST(RemoteControl, AppSwitchesAreEachApplicationsOwn) {
+    Env env;
+    env.settings.toggleExclusion(ed);
+    env.settings.toggleTopCenter(ed);
+    env.settings.toggleTopCenter("org.other");
+    auto s = env.control.appSwitches(ed);
+    EXPECT_EQ(std::tie(s.managed, s.topCenter, s.alwaysMaximize), std::tuple(false, true, false));
+    s = env.control.appSwitches("org.other");
+    EXPECT_EQ(std::tie(s.managed, s.topCenter, s.alwaysMaximize), std::tuple(true, true, false));
+}
+
+TEST(RemoteControl, PropertiesFollowTheStateAndOnlyTheirChangesAreAnnounced) {
+    using P = RemoteControl::Properties;
+    Env env;
+    for (int i = 0; i < 3; ++i) env.settings.countWindowMaximized();
+    env.settings.setCannotFillCount(1);
+    const P first{{"State", "active"},
+                  {"WindowsMaximized", 3},
+                  {"WindowsCannotBeMaximized", 1},
+                  {"TrayPresent", false},
+                  {"DisplayArrangement", "A1"}};
+    EXPECT_EQ(env.control.changedProperties(), first);
+    EXPECT_EQ(env.control.changedProperties(), P{});
+
+    env.settings.setPaused(true);
+    EXPECT_EQ(env.control.changedProperties(), (P{{"State", "paused"}}));
+    env.permissions.setTrusted(false);  // lacking access outranks pause
+    env.settings.countWindowMaximized();
+    env.tray = true;
+    env.arrangement = "A1+B2";
+    EXPECT_EQ(env.control.changedProperties(), (P{{"State", "needs-access"},
+                                                  {"WindowsMaximized", 4},
+                                                  {"TrayPresent", true},
+                                                  {"DisplayArrangement", "A1+B2"}}));
+    EXPECT_EQ(env.control.property("WindowsCannotBeMaximized"), RemoteControl::Value(1));
+    EXPECT_EQ(env.control.property("Nothing"), std::nullopt);
+}
+
+TEST(RemoteControl, PlacementsAreListedByKeyWithTheKeySplit) {
+    Env env;
+    for (const std::string& key :
+         std::vector<std::string>{"B2|" + ed + "|", "A1+B2|org.app|doc | two", "A1|XTerm|", "odd"})
+        env.store.put(key, {"D", {0.1, 0.2, 0.5, 0.6}, 0, {}, {}});
+    std::vector<std::tuple<std::string, std::string, std::string, std::string>> seen;
+    for (const auto& p : env.control.placements()) {
+        seen.emplace_back(p.key, p.arrangement, p.application, p.title);
+        EXPECT_EQ(p.frame, (RelFrame{0.1, 0.2, 0.5, 0.6}));
+    }
+    EXPECT_EQ(seen, (decltype(seen){{"A1+B2|org.app|doc | two", "A1+B2", "org.app", "doc | two"},
+                                    {"A1|XTerm|", "A1", "XTerm", ""},
+                                    {"B2|" + ed + "|", "B2", ed, ""},
+                                    {"odd", "odd", "", ""}}));
+    EXPECT_EQ(env.remembered.ofCurrentArrangement().size(), 1u);
+}
+
+TEST(PollingPointerSource, ReportsMovesOnlyWhileSomeoneListens) {
+    FakeTimers timers;
+    std::optional<Point> where = Point{1, 1};
+    int asked = 0, moves = 0;
+    PollingPointerSource source(timers, [&] { return ++asked, where; });
+    timers.advance(1.0);
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(timers.pending(), 0u);
+
+    auto monitor = source.addMovedMonitor([&] { ++moves; });
+    timers.advance(0.35);
+    EXPECT_EQ(moves, 0);  // standing still is not a move
+    where = Point{2, 1};
+    timers.advance(0.1);
+    EXPECT_EQ(moves, 1);
+    where = std::nullopt;  // the pointer left every screen we know
+    timers.advance(0.1);
+    EXPECT_EQ(moves, 2);
+    EXPECT_EQ(source.pointerLocation(), std::nullopt);
+
+    monitor.reset();
+    EXPECT_EQ(timers.pending(), 0u);
+    const int before = asked;
+    timers.advance(1.0);
+    EXPECT_EQ(asked, before);
+
+    // A monitor may outlive its source.
+    auto orphan = std::make_unique<PollingPointerSource>(timers, [] {
+                      return Point{0, 0};
+                  })->addMovedMonitor([] {});
+    orphan.reset();
+    EXPECT_EQ(timers.pending(), 0u);
+}
+
 }  // namespace
+}  // namespace mavo::test
