@@ -8,16 +8,63 @@
 #include "fakes/FakeDisplaySource.h"
 #include "fakes/FakeEventTracker.h"
 #include "fakes/FakePermissions.h"
-#include "fakes/FakeStatusItem.h"
 #include "fakes/FakeTimers.h"
 #include "fakes/FakeUserDefaults.h"
 #include "fakes/FakeWorkspace.h"
 #include "ui/PollingPointerSource.h"
 #include "ui/RemoteControl.h"
+#include "ui/StatusItem.h"
 #include "ui/StatusItemController.h"
 
 namespace mavo::test {
 namespace {
+
+// The status item's platform side: the item, the pointer and the login switch.
+struct FakeStatusItem final : StatusItem {
+    bool button = true, visible = true;
+    int visibilityWrites = 0, invalidations = 0;
+    std::vector<StatusIcon> icons;
+    std::string toolTip;
+
+    bool hasButton() const override { return button; }
+    bool isVisible() const override { return visible; }
+    void setVisible(bool v) override { visible = v, ++visibilityWrites; }
+    void setIcon(const StatusIcon& icon) override { icons.push_back(icon); }
+    void setToolTip(const std::string& text) override { toolTip = text; }
+    void invalidateMenu() override { ++invalidations; }
+};
+
+// Each monitor holds its handler; the pointer calls those of the monitors still alive.
+struct FakePointer final : PointerSource {
+    std::optional<Point> location;
+    std::vector<std::weak_ptr<std::function<void()>>> handlers;
+
+    void moveTo(std::optional<Point> p) {
+        location = p;
+        for (auto& handler : std::vector(handlers))
+            if (auto h = handler.lock()) (*h)();
+    }
+    size_t monitorCount() const {
+        return std::ranges::count_if(handlers, [](auto& h) { return !h.expired(); });
+    }
+
+    std::optional<Point> pointerLocation() override { return location; }
+    std::unique_ptr<PointerMonitor> addMovedMonitor(std::function<void()> handler) override {
+        struct Monitor : PointerMonitor {
+            std::shared_ptr<std::function<void()>> handler;
+        };
+        auto m = std::make_unique<Monitor>();
+        handlers.push_back(m->handler = std::make_shared<std::function<void()>>(handler));
+        return m;
+    }
+};
+
+struct FakeLogin final : LoginControl {
+    bool enabled = false;
+    int toggles = 0;
+    bool isEnabled() override { return enabled; }
+    void toggle() override { enabled = !enabled, ++toggles; }
+};
 
 const std::string ed = "org.example.Editor";
 
