@@ -24,15 +24,14 @@ namespace fs = std::filesystem;
 
 // The test stands in for every service the launch wires together and writes the calls that
 // matter into one journal, so that it can read the order in which the launch reached them.
-class AppDelegateTest : public ::testing::Test,
-                        public DisplaySource,
-                        public UserDefaults,
-                        public ShellLoop,
-                        public InputSource,
-                        public LoginService,
-                        public Permissions,
-                        public AnalyticsControl {
-  protected:
+struct AppDelegateTest : ::testing::Test,
+                         DisplaySource,
+                         UserDefaults,
+                         ShellLoop,
+                         InputSource,
+                         LoginService,
+                         Permissions,
+                         AnalyticsControl {
     std::vector<ScreenInfo> screens() override {
         add(server.messagingTimeout() == 0.25f ? "screens" : "screens before the AX timeout");
         return displays.screens();
@@ -235,8 +234,7 @@ using Status = LoginService::Status;
 using Lines = std::vector<std::string>;
 
 // The test is the login service: it scripts its state and failures and records every change.
-class LoginItemTest : public ::testing::Test, public LoginService {
-  protected:
+struct LoginItemTest : ::testing::Test, LoginService {
     Status status() override { return state; }
     bool registerApp(std::string& error) override {
         return change("register", Status::enabled, error);
