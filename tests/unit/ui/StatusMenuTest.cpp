@@ -314,13 +314,12 @@ TEST(StatusMenu, ExcludedAppsAreSortedByBundleIDAndNamedFromTheWorkspace) {
 TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndAllCanBeForgotten) {
     Env env;
     env.placements = &env.remembered;
-    PlacementStore& store = env.store;
     auto& c = env.start();
     EXPECT_EQ(rows(c.menuNeedsUpdate()).find("Remembered"), std::string::npos);
 
     for (const std::string& key :
          {"A1|" + ed + "|notes", std::string("A1|org.gone.App|"), "B2|" + ed + "|"})
-        store.put(key, PlacementRecord{});
+        env.store.put(key, PlacementRecord{});
     const MenuItem& parent = get(c.menuNeedsUpdate(), "Remembered Placements");
     EXPECT_EQ(rows(parent.submenu), "Editor — notes|org.gone.App|---|Forget All");
 
@@ -328,7 +327,7 @@ TEST(StatusMenu, RememberedPlacementsListThisArrangementsWindowsAndAllCanBeForgo
     const MenuItem& other = get(c.menuNeedsUpdate(), "Remembered Placements");
     EXPECT_EQ(rows(other.submenu), "None on These Displays (off)|---|Forget All");
     c.perform(other.submenu.back());
-    EXPECT_EQ(store.count(), 0u);
+    EXPECT_EQ(env.store.count(), 0u);
 }
 
 TEST(StatusMenu, DelayRowShowsWholeSecondsAndIsDimmedWhileAutoHideIsOff) {
