@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ranges>
 #include <sstream>
 
 #include "fakes/FakeDisplaySource.h"
@@ -161,9 +162,7 @@ std::string text(const MenuItem& m) {
 }
 
 std::string rows(const MenuModel& menu, size_t from = 0, size_t count = 99) {
-    return joined(
-        MenuModel(menu.begin() + from, menu.begin() + std::min(menu.size(), from + count)), text,
-        "|");
+    return joined(menu | std::views::drop(from) | std::views::take(count), text, "|");
 }
 
 const MenuItem& get(const MenuModel& menu, const std::string& title) {
