@@ -54,7 +54,6 @@ TEST_F(PlacementStoreTest, WritesACompactOwnerOnlyDocumentThatReadsBack) {
         store.put("S|com.example.editor|Notes", full);
         store.put("S|b|“quoted”—×", bare);
         store.flushNow();
-        EXPECT_EQ(store.writeCount(), 1u);
     }
     PlacementStore(folder).put("S|c|", full);  // dropped before its delayed write
     EXPECT_FALSE(fs::exists(folder / "placements.tmp"));
