@@ -35,25 +35,28 @@ std::vector<MaximizeEngine::Candidate> MaximizeEngine::candidates(
         bool inMaximizeApps = settings.maximizeApps.count(bid) > 0;
         if (app.pid < 1) continue;
 
-        std::vector<std::pair<WindowHandle, bool>> windows;  // with whether its size is settable
+        std::vector<std::pair<WindowHandle, WindowFacts>> windows;
         for (const WindowHandle& w : env_.ax.windows(app.pid)) {
             if (stopped()) return found;
             auto facts = env_.ax.facts(w);
-            if (facts && isCandidate(*facts)) windows.emplace_back(w, facts->sizeSettable);
+            if (facts && isCandidate(*facts)) windows.emplace_back(w, std::move(*facts));
         }
         int windowCount = static_cast<int>(windows.size());
+        bool cellSnap = cellSnapApps_.count(bid) > 0;
+        bool wideFocus = env_.builtIns.wideFocus.count(bid) > 0;
 
-        for (const auto& [w, sizeSettable] : windows) {
+        for (auto& [w, facts] : windows) {
             // A window whose size cannot be set is moved (top-centred), never resized.
+            bool sizeSettable = facts.sizeSettable;
             bool topCenter =
                 inTopCenterApps || (settings.topCenterMode && (isDefaultExcluded || !sizeSettable));
             bool focusEligible = false;
             if (!topCenter) {
                 if (inExcluded || !sizeSettable) continue;
-                focusEligible =
-                    settings.focusSizeBigDisplays && !inMaximizeApps && !cellSnapApps_.count(bid);
+                focusEligible = settings.focusSizeBigDisplays && !inMaximizeApps && !cellSnap;
             }
-            found.push_back({w, bid, windowCount, topCenter, focusEligible});
+            found.push_back({w, std::move(facts), bid, windowCount, topCenter, focusEligible,
+                             wideFocus, cellSnap});
         }
     }
     return found;
@@ -64,13 +67,12 @@ MaximizeEngine::Pass MaximizeEngine::beginPass(bool firstTick, bool force) const
             env_.drag.recentlyKeyed(tunables.userMaximizeDragWindow)};
 }
 
-void MaximizeEngine::evaluate(const Candidate& c, const Pass& pass) {
-    auto facts = env_.ax.facts(c.window);
-    if (!facts || !facts->frame) return;  // unreadable this time; no state is created
+void MaximizeEngine::evaluate(Candidate& c, const Pass& pass) {
+    if (!c.facts.frame) return;  // unreadable this time; no state is created
 
     Observation seen{
-        *facts->frame,         std::move(facts->title), facts->sizeSettable, pass.mouseDown,
-        pass.secondsSinceDrag, pass.recentlyKeyed,      std::nullopt,        std::nullopt};
+        *c.facts.frame,        std::move(c.facts.title), c.facts.sizeSettable, pass.mouseDown,
+        pass.secondsSinceDrag, pass.recentlyKeyed,       std::nullopt,         std::nullopt};
     WindowKey key{c.window};
     auto it = states_.find(key);
     std::optional<ManagedState> known;
@@ -82,14 +84,16 @@ void MaximizeEngine::evaluate(const Candidate& c, const Pass& pass) {
     }
     PolicySettings settings{c.topCenter,
                             c.focusEligible,
-                            env_.builtIns.wideFocus.count(c.bid) > 0,
-                            cellSnapApps_.count(c.bid) > 0,
+                            c.wideFocus,
+                            c.cellSnap,
                             pass.firstTick,
                             pass.force,
                             maximizeExistingOnStartup_,
                             reconfiguringUntil_};
     Decision d = decide(std::move(known), seen, settings, env_.screens, env_.clock.uptime());
-    ManagedState& state = states_[key] = std::move(d.state);
+    ManagedState& state = it != states_.end()
+                              ? (it->second = std::move(d.state))
+                              : states_.emplace(key, std::move(d.state)).first->second;
     for (const Effect& effect : d.effects) perform(effect, c, seen, state);
 }
 
@@ -107,7 +111,7 @@ void MaximizeEngine::tick(bool force) {
 
     Pass pass = beginPass(isFirstTick, force);
     std::unordered_set<WindowKey, WindowKeyHash> seen;
-    for (const Candidate& c : candidates(settings)) {
+    for (Candidate& c : candidates(settings)) {
         if (stopped()) return;
         seen.insert(WindowKey{c.window});
         evaluate(c, pass);
@@ -143,7 +147,7 @@ void MaximizeEngine::evaluateNewWindows() {
         const EngineSettings::Snapshot settings = self.settings_.snapshot();
         if (settings.paused) return;
         Pass pass = self.beginPass(false, false);
-        for (const Candidate& c : self.candidates(settings)) {
+        for (Candidate& c : self.candidates(settings)) {
             if (self.stopped()) return;
             WindowKey key{c.window};
             if (self.states_.count(key)) continue;

@@ -96,12 +96,13 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     explicit MaximizeEngine(EngineEnvironment env);
 
     // A window worth evaluating, with what its application's settings say about it.
+    // What it was seen to be when the pass listed it is what the pass judges.
     struct Candidate {
         WindowHandle window;
+        WindowFacts facts;
         std::string bid;
         int windowCount;
-        bool topCenter;
-        bool focusEligible;
+        bool topCenter, focusEligible, wideFocus, cellSnap;
     };
     // What a pass reads once for every window it judges.
     struct Pass {
@@ -113,7 +114,7 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
     Pass beginPass(bool firstTick, bool force) const;
     void tick(bool force);
     // Observes one window, decides, and carries out the decision's effects in order.
-    void evaluate(const Candidate& c, const Pass& pass);
+    void evaluate(Candidate& c, const Pass& pass);
     void perform(const Effect& effect, const Candidate& c, const Observation& seen,
                  ManagedState& state);
 
