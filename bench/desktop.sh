@@ -59,14 +59,23 @@ idle_cpu() {
     done
     echo "${out[*]}"
 }
-# Waits until Mavo has done its work on the windows just opened (at most one clock tick of CPU
-# over 2 s, 90 s at most) and prints how long that took, so that idle is measured idle.
+# Waits until the windows just opened are set up and Mavo has done its work on them (each given
+# process at most one clock tick of CPU over 2 s, 90 s at most) and prints how long that took, so
+# that idle is measured idle. The X server is watched too: while clients are still mapping
+# windows, Mavo may rest between two bursts of them.
 settle() {
-    local start=$SECONDS before
+    local start=$SECONDS before=() p i quiet
     while [ $((SECONDS - start)) -lt 90 ]; do
-        before=$(cpu_ticks "$1")
+        before=()
+        for p in "$@"; do before+=("$(cpu_ticks "$p")"); done
         sleep 2
-        [ "$(cpu_ticks "$1")" -le $((before + 1)) ] && break
+        quiet=1
+        i=0
+        for p in "$@"; do
+            [ "$(cpu_ticks "$p")" -le $((before[i] + 1)) ] || quiet=0
+            i=$((i + 1))
+        done
+        [ "$quiet" = 1 ] && break
     done
     echo $((SECONDS - start))
 }
@@ -117,11 +126,11 @@ sleep 2
 latency "Mavo"
 
 echo "== idle CPU over ${idle} s (% of one core: Mavo, X server)"
-settle20=$(settle "$mavo_pid")
+settle20=$(settle "$mavo_pid" "$xvfb_pid")
 read -r m20 x20 <<<"$(idle_cpu "$mavo_pid" "$xvfb_pid")"
 close_windows
 open_windows 220
-settle220=$(settle "$mavo_pid")
+settle220=$(settle "$mavo_pid" "$xvfb_pid")
 read -r m220 x220 <<<"$(idle_cpu "$mavo_pid" "$xvfb_pid")"
 mavo_rss=$(awk '/VmRSS/ {print $2}' "/proc/$mavo_pid/status")
 kill -TERM "$mavo_pid"
