@@ -14,12 +14,4 @@ std::string_view rawValue(DisplayClass c) {
     return "builtInSmall";
 }
 
-std::optional<DisplayClass> displayClassFromRaw(std::string_view raw) {
-    for (DisplayClass c :
-         {DisplayClass::builtInSmall, DisplayClass::largeExternal, DisplayClass::ultrawide}) {
-        if (raw == rawValue(c)) return c;
-    }
-    return std::nullopt;
-}
-
 }  // namespace mavo

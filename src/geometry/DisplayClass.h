@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -9,6 +8,5 @@ namespace mavo {
 enum class DisplayClass { builtInSmall, largeExternal, ultrawide };
 
 std::string_view rawValue(DisplayClass c);
-std::optional<DisplayClass> displayClassFromRaw(std::string_view raw);
 
 }  // namespace mavo
