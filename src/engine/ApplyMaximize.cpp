@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <type_traits>
 #include <variant>
 
@@ -18,13 +16,6 @@ namespace mavo {
 namespace {
 
 constexpr const EngineTunables& T = MaximizeEngine::tunables;
-
-void increment(int& counter) {
-    if (__builtin_add_overflow(counter, 1, &counter)) {
-        std::fprintf(stderr, "mavo: engine counter overflow\n");
-        std::abort();
-    }
-}
 
 }  // namespace
 
@@ -150,7 +141,7 @@ void MaximizeEngine::applyMaximize(const WindowHandle& element, const Rect& targ
         state.resistCount = 0;
         return;
     }
-    increment(state.resistCount);
+    incrementCounter(state.resistCount);
     if (state.resistCount < T.resistLimit) return;
     state.disposition = Disposition::cannotFill;
     state.recordedSize = achieved.size();

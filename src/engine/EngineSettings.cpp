@@ -1,7 +1,6 @@
 #include "engine/EngineSettings.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include "engine/EngineTypes.h"
 
 namespace mavo {
 
@@ -141,10 +140,7 @@ void EngineSettings::setCannotFillCount(int count) {
 
 void EngineSettings::countWindowMaximized() {
     std::lock_guard<std::mutex> guard(lock_);
-    if (__builtin_add_overflow(_windowsMaximized, 1, &_windowsMaximized)) {
-        std::fprintf(stderr, "mavo: engine counter overflow\n");
-        std::abort();
-    }
+    incrementCounter(_windowsMaximized);
 }
 
 }  // namespace mavo

@@ -22,6 +22,13 @@ std::string_view rawValue(CenterKind k) {
     return k == CenterKind::utility ? "utility" : "focus";
 }
 
+void incrementCounter(int& counter) {
+    if (__builtin_add_overflow(counter, 1, &counter)) {
+        std::fprintf(stderr, "mavo: engine counter overflow\n");
+        std::abort();
+    }
+}
+
 int64_t roundedInt64(double value) {
     double r = std::round(value);  // halves away from zero
     // 2^63 is exactly representable; anything at or beyond it does not fit.

@@ -62,6 +62,9 @@ struct BestFitKeyHash {
 // Rounds to the nearest integer, halves away from zero; aborts on NaN, infinity or overflow.
 int64_t roundedInt64(double value);
 
+// Adds one to an engine counter; stops the process rather than wrap.
+void incrementCounter(int& counter);
+
 // The engine's memory of one window. Shared between the state table and the code that changes it
 // during a tick; touched only on the engine queue.
 struct ManagedState {
