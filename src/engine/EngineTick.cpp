@@ -78,10 +78,7 @@ void MaximizeEngine::evaluate(Candidate& c, const Pass& pass) {
     std::optional<ManagedState> known;
     if (it != states_.end()) known = std::move(it->second);
     // Only a new window and one re-adopted after a display change read the placement store.
-    if (!known || known->needsStoreReadopt) {
-        seen.rememberedFrame = restoredPlacement(c.bid, c.windowCount, seen.title);
-        seen.rememberedTopCenterSize = restoredTopCenterSize(c.bid, c.windowCount, seen.title);
-    }
+    if (!known || known->needsStoreReadopt) lookUpRemembered(seen, c.bid, c.windowCount);
     PolicySettings settings{c.topCenter,
                             c.focusEligible,
                             c.wideFocus,

@@ -122,10 +122,8 @@ class MaximizeEngine : public std::enable_shared_from_this<MaximizeEngine> {
                        const std::string& bid, bool isCustomRestore);
     void rememberBestFit(const Rect& accepted, const std::string& bid, const Rect& target);
     void probeCannotFill(const WindowHandle& element, const Rect& frame, const std::string& reason);
-    std::optional<Rect> restoredPlacement(const std::string& bid, int windowCount,
-                                          const std::string& title) const;
-    std::optional<Size> restoredTopCenterSize(const std::string& bid, int windowCount,
-                                              const std::string& title) const;
+    // The placement remembered for the window under the displays attached now, in one look-up.
+    void lookUpRemembered(Observation& seen, const std::string& bid, int windowCount) const;
 
     void diag(const std::string& line) const {
         if (env_.log) env_.log(line);

@@ -142,32 +142,22 @@ std::optional<std::string> MaximizeEngine::placementKey(const std::string& bid, 
     return placementKeyFor(env_.screens.configSignature(), bid, windowCount, title);
 }
 
-std::optional<Rect> MaximizeEngine::restoredPlacement(const std::string& bid, int windowCount,
-                                                      const std::string& title) const {
-    auto key = placementKey(bid, windowCount, title);
-    if (!key) return std::nullopt;
+void MaximizeEngine::lookUpRemembered(Observation& seen, const std::string& bid,
+                                      int windowCount) const {
+    auto key = placementKey(bid, windowCount, seen.title);
+    if (!key) return;
     auto record = env_.store.get(*key);
-    if (!record) return std::nullopt;
-    // Only plain custom placements restore a frame.
-    if (record->topCenter.value_or(false) || record->maximized.value_or(false)) {
-        return std::nullopt;
-    }
+    if (!record) return;
     auto vf = env_.screens.visibleFrameAX(record->displayUUID);
-    if (!vf) return std::nullopt;  // that display is not attached
-    return saneRestoredFrame(record->rel, *vf);
-}
-
-std::optional<Size> MaximizeEngine::restoredTopCenterSize(const std::string& bid, int windowCount,
-                                                          const std::string& title) const {
-    auto key = placementKey(bid, windowCount, title);
-    if (!key) return std::nullopt;
-    auto record = env_.store.get(*key);
-    if (!record || !record->topCenter.value_or(false)) return std::nullopt;
-    auto vf = env_.screens.visibleFrameAX(record->displayUUID);
-    if (!vf) return std::nullopt;
+    if (!vf) return;  // that display is not attached
     auto frame = saneRestoredFrame(record->rel, *vf);
-    if (!frame) return std::nullopt;
-    return frame->size();
+    if (!frame) return;
+    // A top-centred record keeps only its size; a plain custom one restores the frame.
+    if (record->topCenter.value_or(false)) {
+        seen.rememberedTopCenterSize = frame->size();
+    } else if (!record->maximized.value_or(false)) {
+        seen.rememberedFrame = frame;
+    }
 }
 
 }  // namespace mavo
