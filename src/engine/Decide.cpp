@@ -26,8 +26,12 @@ struct Judgement {
     double now;
     std::vector<Effect>& effects;
     const Rect& frame = seen.frame;
+    // Only a window that may be focus-sized needs its display's class, and asking copies the
+    // display list: most windows on every pass never do.
     DisplayClass displayClass =
-        displays.owningClassAX(seen.frame).value_or(DisplayClass::builtInSmall);
+        settings.focusEligible && !settings.topCenter
+            ? displays.owningClassAX(seen.frame).value_or(DisplayClass::builtInSmall)
+            : DisplayClass::builtInSmall;
     bool centered = settings.topCenter ||
                     (settings.focusEligible && displayClass != DisplayClass::builtInSmall);
     CenterKind kind = settings.topCenter ? CenterKind::utility : CenterKind::focus;
