@@ -26,8 +26,7 @@ struct Judgement {
     double now;
     std::vector<Effect>& effects;
     const Rect& frame = seen.frame;
-    // Only a window that may be focus-sized needs its display's class, and asking copies the
-    // display list: most windows on every pass never do.
+    // Only a window that may be focus-sized needs its display's class; asking copies the list.
     DisplayClass displayClass =
         settings.focusEligible && !settings.topCenter
             ? displays.owningClassAX(seen.frame).value_or(DisplayClass::builtInSmall)
