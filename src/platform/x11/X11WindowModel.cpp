@@ -66,6 +66,7 @@ struct X11WindowModel::Shared {
     std::optional<std::vector<X11Application>> applications;
     uint64_t listChanges = 1, listReadAt = 0;
     std::optional<std::vector<xcb_window_t>> list;
+    std::vector<xcb_window_t> sortedList;  // the same, for membership asked on every facts read
     std::map<xcb_window_t, Entry> windows;
     std::map<xcb_window_t, xcb_window_t> clientOfToplevel;
 
@@ -171,9 +172,12 @@ bool X11WindowModel::refreshList() {
     }
     auto list = clientList(x11_);
     if (!list) return false;
-    std::lock_guard<std::mutex> guard(shared_->lock);
+    std::vector<xcb_window_t> sorted = *list;
+    std::sort(sorted.begin(), sorted.end());
     // Counted before reading: a change during the read makes the next call read again.
+    std::lock_guard<std::mutex> guard(shared_->lock);
     shared_->list = std::move(list);
+    shared_->sortedList = std::move(sorted);
     shared_->listReadAt = changes;
     return true;
 }
@@ -191,8 +195,7 @@ std::optional<X11WindowState> X11WindowModel::window(xcb_window_t window) {
 bool X11WindowModel::isListed(xcb_window_t window) {
     if (!refreshList()) return false;
     std::lock_guard<std::mutex> guard(shared_->lock);
-    return shared_->list &&
-           std::find(shared_->list->begin(), shared_->list->end(), window) != shared_->list->end();
+    return std::binary_search(shared_->sortedList.begin(), shared_->sortedList.end(), window);
 }
 
 std::optional<std::vector<X11Application>> X11WindowModel::applications() {
