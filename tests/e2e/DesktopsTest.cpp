@@ -1,6 +1,6 @@
-// Other window managers than Openbox, as Debian ships them: on each, windows (our own, xterm and a
-// GTK 3 header-bar application) fill the area that the window manager's own maximize gives,
-// wherever its panel or toolbar reserves space. Under a compositing one GTK draws shadows inside
+// Window managers as Debian ships them: on each, windows (our own, xterm and a GTK 3 header-bar
+// application) fill the area that the window manager's own maximize gives, wherever its panel or
+// toolbar reserves space. Under a compositing one GTK draws shadows inside
 // its X window, and what must fill the area is the window without them.
 
 #include <algorithm>
@@ -103,7 +103,8 @@ TEST_P(DesktopsTest, WindowsFillTheAreaTheWindowManagerMaximizesTo) {
 
 INSTANTIATE_TEST_SUITE_P(
     Debian, DesktopsTest,
-    ::testing::Values(Desktop{"Xfwm4WithXfcePanel", WM::xfwm4, true, false, true},
+    ::testing::Values(Desktop{"OpenboxWithDock", WM::openbox, false, true, false},
+                      Desktop{"Xfwm4WithXfcePanel", WM::xfwm4, true, false, true},
                       Desktop{"MarcoWithDock", WM::marco, false, true, false},
                       Desktop{"MutterWithDock", WM::mutter, false, true, true},
                       Desktop{"FluxboxWithItsToolbar", WM::fluxbox, false, false, false}),
