@@ -69,6 +69,11 @@ struct X11WindowModel::Shared {
     std::vector<xcb_window_t> sortedList;  // the same, for membership asked on every facts read
     std::map<xcb_window_t, Entry> windows;
     std::map<xcb_window_t, xcb_window_t> clientOfToplevel;
+    // The parent a window manager just reparented a client into, as the root was told: asked
+    // about in the same burst as the client, which spares a new window a round trip.
+    std::map<xcb_window_t, xcb_window_t> reparentedInto;
+    std::optional<Point> origin;  // the primary monitor's corner, until the monitors change
+    uint64_t monitorChanges = 0;
 
     void changed(xcb_window_t window) {
         auto found = windows.find(window);
@@ -104,11 +109,16 @@ struct X11WindowModel::Shared {
                     if (client != clientOfToplevel.end()) changed(client->second);
                     break;
                 }
-                case XCB_REPARENT_NOTIFY:
-                    changed(reinterpret_cast<const xcb_reparent_notify_event_t&>(e).window);
+                case XCB_REPARENT_NOTIFY: {
+                    const auto& r = reinterpret_cast<const xcb_reparent_notify_event_t&>(e);
+                    changed(r.window);
+                    if (r.event == root && r.parent != root) reparentedInto[r.window] = r.parent;
+                    if (r.parent == root) reparentedInto.erase(r.window);
                     break;
+                }
                 case XCB_DESTROY_NOTIFY: {
                     xcb_window_t w = reinterpret_cast<const xcb_destroy_notify_event_t&>(e).window;
+                    reparentedInto.erase(w);
                     auto found = windows.find(w);
                     if (found != windows.end()) {
                         clientOfToplevel.erase(found->second.toplevel);
@@ -123,6 +133,8 @@ struct X11WindowModel::Shared {
                         (type == randrFirstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                          type == randrFirstEvent + XCB_RANDR_NOTIFY)) {
                         for (auto& [window, entry] : windows) ++entry.changes;
+                        origin.reset();
+                        ++monitorChanges;
                         ++epoch;
                     }
             }
@@ -235,6 +247,9 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
     if (!x11_.isAlive()) return states;
     std::vector<size_t> stale;
     std::vector<uint64_t> changes;
+    std::vector<xcb_window_t> frameHints;  // where each stale window's frame probably is
+    std::optional<Point> knownOrigin;
+    uint64_t monitorChanges;
     {
         std::lock_guard<std::mutex> guard(shared_->lock);
         for (size_t i = 0; i < windows.size(); ++i) {
@@ -244,8 +259,15 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
             } else {
                 stale.push_back(i);
                 changes.push_back(entry.changes);
+                auto into = shared_->reparentedInto.find(windows[i]);
+                frameHints.push_back(into != shared_->reparentedInto.end() ? into->second
+                                     : entry.toplevel != windows[i]
+                                         ? entry.toplevel
+                                         : xcb_window_t{XCB_WINDOW_NONE});
             }
         }
+        knownOrigin = shared_->origin;
+        monitorChanges = shared_->monitorChanges;
     }
     if (stale.empty()) return states;
 
@@ -264,13 +286,16 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
             wmClass, decorations, shadows;
         xcb_get_property_cookie_t hints;
         xcb_res_query_client_ids_cookie_t owner;
+        std::optional<xcb_query_tree_cookie_t> hintedFrame;
     };
     std::vector<Cookies> cookies;
     cookies.reserve(stale.size());
-    auto monitors = requestMonitors(x11_);
-    for (size_t i : stale) {
-        xcb_window_t w = windows[i];
+    std::optional<xcb_randr_get_monitors_cookie_t> monitors;
+    if (!knownOrigin) monitors = requestMonitors(x11_);
+    for (size_t n = 0; n < stale.size(); ++n) {
+        xcb_window_t w = windows[stale[n]];
         Cookies k;
+        if (frameHints[n] != XCB_WINDOW_NONE) k.hintedFrame = xcb_query_tree(c, frameHints[n]);
         k.geometry = xcb_get_geometry(c, w);
         k.position = xcb_translate_coordinates(c, w, x11_.root(), 0, 0);
         k.tree = xcb_query_tree(c, w);
@@ -292,9 +317,10 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         }
         cookies.push_back(k);
     }
-    Point origin = primaryOrigin(monitorsReply(x11_, monitors));
+    Point origin = knownOrigin ? *knownOrigin : primaryOrigin(monitorsReply(x11_, *monitors));
 
     std::vector<xcb_window_t> parents(stale.size(), XCB_WINDOW_NONE);
+    std::vector<xcb_window_t> toplevels(stale.size(), XCB_WINDOW_NONE);
     for (size_t n = 0; n < stale.size(); ++n) {
         Cookies& k = cookies[n];
         xcb_generic_error_t* e = nullptr;
@@ -325,6 +351,11 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         if (x11_.hasXRes()) {
             e = nullptr;
             owner = take(x11_, xcb_res_query_client_ids_reply(c, k.owner, &e), e);
+        }
+        Reply<xcb_query_tree_reply_t> hintedFrame;
+        if (k.hintedFrame) {
+            e = nullptr;
+            hintedFrame = take(x11_, xcb_query_tree_reply(c, *k.hintedFrame, &e), e);
         }
         if (!geo || !position || !tree || !wmState || !types || !transient || !netState ||
             !actions || !netName || !name || !pid || !wmClass || !decorations || !shadows) {
@@ -367,13 +398,20 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         s.geometry.origin = origin;
         states[stale[n]] = std::move(s);
         parents[n] = tree->parent;
+        // The frame guessed right: the walk up starts above it.
+        if (hintedFrame && tree->parent == frameHints[n] && hintedFrame->parent == x11_.root()) {
+            toplevels[n] = tree->parent;
+            parents[n] = x11_.root();
+        }
     }
 
     // The frame a window manager put around each client: the ancestor that is a child of the
     // root, whose moves the client is not told of.
-    std::vector<xcb_window_t> toplevels(stale.size(), XCB_WINDOW_NONE);
     for (size_t n = 0; n < stale.size(); ++n) {
-        toplevels[n] = parents[n] == x11_.root() ? windows[stale[n]] : parents[n];
+        if (parents[n] == x11_.root() && toplevels[n] == XCB_WINDOW_NONE)
+            toplevels[n] = windows[stale[n]];
+        else if (toplevels[n] == XCB_WINDOW_NONE)
+            toplevels[n] = parents[n];
     }
     for (int depth = 0; depth < 8; ++depth) {
         std::vector<std::pair<size_t, xcb_query_tree_cookie_t>> asked;
@@ -392,6 +430,7 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
     }
 
     std::lock_guard<std::mutex> guard(shared_->lock);
+    if (!knownOrigin && shared_->monitorChanges == monitorChanges) shared_->origin = origin;
     for (size_t n = 0; n < stale.size(); ++n) {
         xcb_window_t w = windows[stale[n]];
         auto found = shared_->windows.find(w);
@@ -404,6 +443,7 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         }
         if (found == shared_->windows.end()) continue;  // destroyed while it was read
         Shared::Entry& entry = found->second;
+        shared_->reparentedInto.erase(w);  // from now on the frame read is the better guess
         // Counted before reading: a change during the read makes the next call read again.
         entry.state = states[stale[n]];
         entry.readAt = changes[n];

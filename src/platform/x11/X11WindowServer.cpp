@@ -27,11 +27,27 @@ std::chrono::steady_clock::time_point deadlineAfter(double seconds) {
                std::chrono::duration<double>(seconds));
 }
 
+// Long enough for a window manager that acts on a request to show it, on a loaded machine too.
+constexpr double kAnswerGrace = 0.05;
+
 int32_t toPixels(double value) {
     return static_cast<int32_t>(std::lround(value));
 }
 
 }  // namespace
+
+bool X11WindowServer::awaitAnswer(X11Connection::WindowWatch& configured, uint32_t sequence,
+                                  Deadline deadline) {
+    // A window manager answers a request it acts on with a ConfigureNotify. Only when none comes
+    // soon is it asked whether it has handled the request at all: the question costs some window
+    // managers a great deal of work (a whole pretend management), which delays the very window
+    // being resized. Once it has handled the request the server holds the new geometry; the
+    // ConfigureNotify still covers window managers that configure later.
+    if (configured.waitAfter(sequence, std::min(deadline, deadlineAfter(kAnswerGrace))))
+        return true;
+    bool handled = x11_.windowManagerRoundTrip(deadline);
+    return configured.waitAfter(sequence, deadline) || handled;
+}
 
 void X11WindowServer::noteUnacknowledged(xcb_window_t window,
                                          std::unique_ptr<X11Connection::WindowWatch> watch,
@@ -138,8 +154,7 @@ bool X11WindowServer::leaveMaximizedState(xcb_window_t window, Deadline deadline
         ewmh->_NET_WM_STATE_MAXIMIZED_VERT, ewmh->_NET_WM_STATE_MAXIMIZED_HORZ,
         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
     xcb_flush(x11_.xcb());
-    x11_.windowManagerRoundTrip(deadline);
-    configured.waitAfter(cookie.sequence, deadline);
+    awaitAnswer(configured, cookie.sequence, deadline);
     // An application drawing its own decorations drops its shadows while maximized and puts them
     // back only once it learns the state is gone, after the window manager acted: the size
     // written next must count them.
@@ -172,12 +187,8 @@ void X11WindowServer::moveResize(xcb_window_t window, const X11FrameGeometry& g,
         static_cast<uint32_t>(std::max(toPixels(client.width), 1)),
         static_cast<uint32_t>(std::max(toPixels(client.height), 1)));
     xcb_flush(x11_.xcb());
-    // Once the window manager has handled the request (the round trip), the server holds the new
-    // geometry; the ConfigureNotify covers window managers that configure later or cannot
-    // answer round trips.
-    bool handled = x11_.windowManagerRoundTrip(deadline);
-    bool configured = watch->waitAfter(cookie.sequence, deadline);
-    if (!handled && !configured) noteUnacknowledged(window, std::move(watch), cookie.sequence);
+    if (!awaitAnswer(*watch, cookie.sequence, deadline))
+        noteUnacknowledged(window, std::move(watch), cookie.sequence);
 }
 
 bool X11WindowServer::write(xcb_window_t window, std::optional<Point> position,

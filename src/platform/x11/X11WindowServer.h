@@ -58,6 +58,9 @@ class X11WindowServer : public WindowServer {
     // Sends _NET_MOVERESIZE_WINDOW and waits for the window manager to act on it.
     void moveResize(xcb_window_t window, const X11FrameGeometry& g, std::optional<Point> position,
                     std::optional<Size> size, Deadline deadline);
+    // Waits until the window manager has acted on the request numbered `sequence` or handled
+    // it; false when neither showed by the deadline.
+    bool awaitAnswer(X11Connection::WindowWatch& configured, uint32_t sequence, Deadline deadline);
 
     // A write the window manager had not acted on by the timeout (it is busy, say with many
     // windows mapping at once): until it does, or gives up, the window's geometry is in flux and
