@@ -5,12 +5,16 @@
 #   - idle CPU of Mavo and of the X server with 20 and with 220 windows open, and Mavo's RSS.
 # Xvfb 1920×1080 with Openbox and a top panel with a strut; nothing else runs on it.
 #
-#   bash bench/desktop.sh [BUILD_DIR]     (default build/release; SAMPLES=N, IDLE_SECONDS=N)
+#   bash bench/desktop.sh [BUILD_DIR]     (default build/release; SAMPLES=N, ROUNDS=N, IDLE_SECONDS=N)
+#
+# The three take turns, ROUNDS times each with SAMPLES/ROUNDS windows, so that a slow spell of the
+# machine falls on all of them rather than on whichever ran then.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/lib/desktop.sh
 build=$(realpath "${1:-build/release}")
-samples=${SAMPLES:-40}
+samples=${SAMPLES:-60}
+rounds=${ROUNDS:-4}
 idle=${IDLE_SECONDS:-20}
 
 bash scripts/install-deps.sh >/dev/null
@@ -44,35 +48,36 @@ start_openbox "$scratch"
 pids+=($!)
 sleep 0.5
 
-cpu_ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
+# CPU time of all of a process's threads in nanoseconds: the scheduler's own count, not the
+# clock ticks of /proc/PID/stat, whose 10 ms steps are as large as what idle is measured against.
+cpu_ns() { cat /proc/"$1"/task/*/schedstat 2>/dev/null | awk '{ sum += $1 } END { printf "%.0f\n", sum }'; }
 # Percent of one core that each given process used over the next $idle seconds.
 idle_cpu() {
-    local hz before=() after=() p
-    hz=$(getconf CLK_TCK)
-    for p in "$@"; do before+=("$(cpu_ticks "$p")"); done
+    local before=() after=() p
+    for p in "$@"; do before+=("$(cpu_ns "$p")"); done
     sleep "$idle"
-    for p in "$@"; do after+=("$(cpu_ticks "$p")"); done
+    for p in "$@"; do after+=("$(cpu_ns "$p")"); done
     local i out=()
     for i in "${!before[@]}"; do
-        out+=("$(awk -v d=$((after[i] - before[i])) -v hz="$hz" -v s="$idle" \
-            'BEGIN { printf "%.2f", 100 * d / hz / s }')")
+        out+=("$(awk -v d=$((after[i] - before[i])) -v s="$idle" \
+            'BEGIN { printf "%.3f", 100 * d / 1e9 / s }')")
     done
     echo "${out[*]}"
 }
 # Waits until the windows just opened are set up and Mavo has done its work on them (each given
-# process at most one clock tick of CPU over 2 s, 90 s at most) and prints how long that took, so
+# process under 10 ms of CPU over 2 s, 90 s at most) and prints how long that took, so
 # that idle is measured idle. The X server is watched too: while clients are still mapping
 # windows, Mavo may rest between two bursts of them.
 settle() {
     local start=$SECONDS before=() p i quiet
     while [ $((SECONDS - start)) -lt 90 ]; do
         before=()
-        for p in "$@"; do before+=("$(cpu_ticks "$p")"); done
+        for p in "$@"; do before+=("$(cpu_ns "$p")"); done
         sleep 2
         quiet=1
         i=0
         for p in "$@"; do
-            [ "$(cpu_ticks "$p")" -le $((before[i] + 1)) ] || quiet=0
+            [ "$(cpu_ns "$p")" -le $((before[i] + 10000000)) ] || quiet=0
             i=$((i + 1))
         done
         [ "$quiet" = 1 ] && break
@@ -96,34 +101,54 @@ close_windows() {
     window_pids=()
     sleep 1
 }
-latency() {  # label, probe args...
-    local label=$1 line
+sample_round() {  # file, probe args...: appends one round's samples to the file
+    local file=$1
     shift
-    line=$("$probe" --samples "$samples" "$@" | tail -n1)
-    printf '%-40s %s\n' "$label" "$line" | tee -a "$scratch/results"
+    "$probe" --samples $((samples / rounds)) "$@" | head -n -1 >>"$file"
+}
+# Median and p95 of the samples in a file, as the probe prints them.
+summary() {
+    local label=$1 file=$2
+    grep -v timeout "$file" | sort -g | awk -v label="$label" -v timeouts="$(grep -c timeout "$file")" \
+        '{ v[NR - 1] = $1 } END {
+            i95 = int(0.95 * NR); if (i95 > NR - 1) i95 = NR - 1
+            printf "%-40s samples=%d timeouts=%d median_ms=%.2f p95_ms=%.2f\n", label,
+                NR + timeouts, timeouts, NR ? v[int(0.5 * NR)] : -1, NR ? v[i95] : -1 }' |
+        tee -a "$scratch/results"
 }
 
 window_pids=()
 open_windows 20
-echo "== new window → frame at the usable area ($samples samples each; 20 idle windows open)"
-latency "floor (the window asks the WM)" --ask-wm
+echo "== new window → frame at the usable area ($samples samples each in $rounds rounds; 20 idle windows open)"
 devilspie_dir=$scratch/devilspie2
 mkdir -p "$devilspie_dir"
 echo 'if get_window_type() == "WINDOW_TYPE_NORMAL" then maximize() end' >"$devilspie_dir/max.lua"
-devilspie2 -f "$devilspie_dir" >"$scratch/devilspie2.log" 2>&1 &
-dp_pid=$!
-pids+=("$dp_pid")
-sleep 1
-latency "devilspie2 (one rule: maximize)"
-devilspie_rss=$(awk '/VmRSS/ {print $2}' "/proc/$dp_pid/status")
-kill -TERM "$dp_pid"
-wait "$dp_pid" 2>/dev/null || true
+for ((round = 0; round < rounds; round++)); do
+    sample_round "$scratch/floor" --ask-wm
 
-"$build/bin/mavo" >"$scratch/mavo.log" 2>&1 &
-mavo_pid=$!
-pids+=("$mavo_pid")
-sleep 2
-latency "Mavo"
+    devilspie2 -f "$devilspie_dir" >>"$scratch/devilspie2.log" 2>&1 &
+    dp_pid=$!
+    pids+=("$dp_pid")
+    sleep 1
+    sample_round "$scratch/devilspie2.samples"
+    devilspie_rss=$(awk '/VmRSS/ {print $2}' "/proc/$dp_pid/status")
+    kill -TERM "$dp_pid"
+    wait "$dp_pid" 2>/dev/null || true
+
+    "$build/bin/mavo" >>"$scratch/mavo.log" 2>&1 &
+    mavo_pid=$!
+    pids+=("$mavo_pid")
+    sleep 2
+    sample_round "$scratch/mavo"
+    # The last round's Mavo stays for the idle measurements.
+    if ((round < rounds - 1)); then
+        kill -TERM "$mavo_pid"
+        wait "$mavo_pid" 2>/dev/null || true
+    fi
+done
+summary "floor (the window asks the WM)" "$scratch/floor"
+summary "devilspie2 (one rule: maximize)" "$scratch/devilspie2.samples"
+summary "Mavo" "$scratch/mavo"
 
 echo "== idle CPU over ${idle} s (% of one core: Mavo, X server)"
 settle20=$(settle "$mavo_pid" "$xvfb_pid")
