@@ -398,21 +398,14 @@ std::vector<std::optional<X11WindowState>> X11WindowModel::read(
         s.geometry.origin = origin;
         states[stale[n]] = std::move(s);
         parents[n] = tree->parent;
-        // The frame guessed right: the walk up starts above it.
-        if (hintedFrame && tree->parent == frameHints[n] && hintedFrame->parent == x11_.root()) {
-            toplevels[n] = tree->parent;
+        toplevels[n] = tree->parent == x11_.root() ? windows[stale[n]] : tree->parent;
+        // The frame guessed right: no walk up from it.
+        if (hintedFrame && tree->parent == frameHints[n] && hintedFrame->parent == x11_.root())
             parents[n] = x11_.root();
-        }
     }
 
     // The frame a window manager put around each client: the ancestor that is a child of the
     // root, whose moves the client is not told of.
-    for (size_t n = 0; n < stale.size(); ++n) {
-        if (parents[n] == x11_.root() && toplevels[n] == XCB_WINDOW_NONE)
-            toplevels[n] = windows[stale[n]];
-        else if (toplevels[n] == XCB_WINDOW_NONE)
-            toplevels[n] = parents[n];
-    }
     for (int depth = 0; depth < 8; ++depth) {
         std::vector<std::pair<size_t, xcb_query_tree_cookie_t>> asked;
         for (size_t n = 0; n < stale.size(); ++n) {
